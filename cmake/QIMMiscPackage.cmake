@@ -25,6 +25,8 @@ install(FILES
   "${PROJECT_SOURCE_DIR}/cmake/FindACE.cmake"
   DESTINATION ${QIMMISC_CMAKE_DIR})
 
+file(RELATIVE_PATH QIMMISC_PC_TO_PREFIX
+     "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/qimmisc.pc.in"
   "${PROJECT_BINARY_DIR}/qimmisc.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/qimmisc.pc"

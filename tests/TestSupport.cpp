@@ -1,5 +1,8 @@
 #include "TestSupport.h"
 
+#include <chrono>
+#include <thread>
+
 namespace QIM::test {
 
 std::vector<std::string> CaptureSink::lines() const {
@@ -23,6 +26,31 @@ void CaptureSink::clear() {
 void CaptureSink::doLogging(const std::string& line, const DbgMsg::LogLineType&) {
   std::lock_guard<std::mutex> lock(mutex_);
   lines_.push_back(line);
+}
+
+void Gate::open() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  open_ = true;
+  cond_.notify_all();
+}
+
+void Gate::wait() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  cond_.wait(lock, [this] { return open_; });
+}
+
+bool Gate::waitFor(int ms) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return cond_.wait_for(lock, std::chrono::milliseconds(ms), [this] { return open_; });
+}
+
+bool eventually(const std::function<bool()>& done) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
 }
 
 void TracingTest::SetUp() {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -28,6 +30,24 @@ class CaptureSink : public DbgMsg::LineLogger {
   mutable std::mutex mutex_;
   std::vector<std::string> lines_;
 };
+
+/// A one-shot gate: wait() blocks until open() is called (once, any thread).
+class Gate {
+ public:
+  void open();
+  void wait();
+  /// Waits at most `ms` milliseconds; whether the gate opened.
+  bool waitFor(int ms);
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable cond_;
+  bool open_ = false;
+};
+
+/// Polls `done` until it holds or about 10 seconds pass; whether it held.
+/// For state another thread reaches; never a measure of speed.
+bool eventually(const std::function<bool()>& done);
 
 /// Installs a CaptureSink as the main destination with every channel open,
 /// and restores the default configuration afterwards.

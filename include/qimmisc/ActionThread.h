@@ -1,0 +1,77 @@
+// ActionThread: an ActionQueue served by a worker thread of its own.
+//
+//   ActionThread worker;
+//   worker.start("QIM::Presence");
+//   worker.push_back(makeFunctor(this, &Presence::refresh), 0);
+//   ...
+//   worker.stop(ActionThread::StopDrain, ActionThread::ReturnWait);
+#pragma once
+
+#include <ace/Condition_Thread_Mutex.h>
+
+#include <string>
+
+#include "qimmisc/ActionQueue.h"
+#include "qimmisc/Export.h"
+
+namespace QIM {
+
+class QIMMISC_API ActionThread : public ActionQueue {
+ public:
+  /// How stop ends the worker.
+  enum StopStyle {
+    StopImmediate = 0,  ///< before its next action; the rest stays queued
+    StopDrain = 1,      ///< once the queue is empty (any other value, too)
+  };
+  /// Whether stop waits for the worker to end.
+  enum ReturnStyle {
+    ReturnNoWait = 0,  ///< at once (any value but 1)
+    ReturnWait = 1,    ///< once the worker has ended
+  };
+  enum State { Stopped = 0, Running = 1, StopWhenEmpty = 2, StopNow = 3 };
+
+  ActionThread();
+  /// Reports a worker that was not stopped ("Stopped == state_", "0 ==
+  /// tid_"); such a worker is then stopped immediately and waited for, so
+  /// that it never runs on a destroyed object. Queued actions are destroyed
+  /// unrun.
+  ~ActionThread() override;
+
+  /// Starts the worker thread, named `name` for debuggers. Actions still
+  /// queued from before run first. Reports a start while not stopped.
+  void start(const std::string& name);
+
+  /// Asks the worker to end (see StopStyle); a drain is escalated by an
+  /// immediate stop, never the reverse. With ReturnWait, returns once the
+  /// worker has ended; the worker itself must not wait for its own end (it
+  /// would hang, after a reported assertion).
+  void stop(StopStyle stopStyle, ReturnStyle returnStyle);
+
+  /// Destroys every queued action unrun; the running one is not affected.
+  void flush();
+
+  /// Sets the worker's scheduling priority (ACE_Thread::setprio); returns
+  /// its result, -1 without a worker.
+  int setThreadPriority(int priority);
+
+  /// The worker's id, 0 when stopped.
+  unsigned long tid() const override;
+
+  /// The current state.
+  State state() const;
+
+ protected:
+  void signal() override;
+
+ private:
+  void run();
+  void joinFinishedWorker();
+
+  ACE_Condition_Thread_Mutex cond_;
+  unsigned long tid_ = 0;
+  void* handle_ = nullptr;
+  State state_ = Stopped;
+  std::string name_;
+};
+
+}  // namespace QIM

@@ -1,0 +1,55 @@
+#include "qimmisc/ActionQueue.h"
+
+#include <ace/Guard_T.h>
+
+namespace QIM {
+
+ActionQueue::ActionQueue() = default;
+
+ActionQueue::~ActionQueue() {
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  clear();
+}
+
+void ActionQueue::push_back(const Functor& action, int priority) {
+  push_back(Functor(action), priority);
+}
+
+void ActionQueue::push_back(Functor&& action, int priority) {
+  // The posting trace is the caller's stack either way; taking it before
+  // the lock keeps the lock short.
+  action.saveStackTrace();
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  queues_[priority].push_back(std::move(action));
+  ++count_;
+  signal();
+}
+
+void ActionQueue::push_highPriority(const Functor& action) { push_back(action, HighPriority); }
+
+int ActionQueue::size(int priority) {
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  if (priority == -1) return static_cast<int>(count_);
+  const auto it = queues_.find(priority);
+  return it == queues_.end() ? 0 : static_cast<int>(it->second.size());
+}
+
+Functor ActionQueue::pop_front() {
+  if (count_ == 0) return Functor();
+  for (auto it = queues_.rbegin(); it != queues_.rend(); ++it) {
+    std::deque<Functor>& list = it->second;
+    if (list.empty()) continue;
+    Functor action(std::move(list.front()));
+    list.pop_front();
+    --count_;
+    return action;
+  }
+  return Functor();
+}
+
+void ActionQueue::clear() {
+  queues_.clear();
+  count_ = 0;
+}
+
+}  // namespace QIM

@@ -1,0 +1,138 @@
+#include "qimmisc/ActionThread.h"
+
+#include <ace/Guard_T.h>
+#include <ace/OS_NS_Thread.h>
+#include <ace/Thread.h>
+
+#include <exception>
+
+#include "qimmisc/ThreadUtils.h"
+#include "qimmisc/Trace.h"
+
+namespace QIM {
+
+ActionThread::ActionThread() : cond_(mutex_) {}
+
+ActionThread::~ActionThread() {
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  QIM_ASSERT(Stopped == state_);
+  QIM_ASSERT(0 == tid_);
+  const bool orphanWorker =
+      state_ != Stopped && tid_ != 0 && !ACE_OS::thr_equal(ACE_Thread::self(), tid_);
+  lock.release();
+  if (orphanWorker) stop(StopImmediate, ReturnWait);
+  lock.acquire();
+  joinFinishedWorker();
+  name_.clear();
+}
+
+void ActionThread::start(const std::string& name) {
+  QIM_ENTRY("name=" << name);
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  QIM_ASSERT(0==tid_);
+  QIM_ASSERT(Stopped==state_);
+  joinFinishedWorker();
+  name_ = name;
+  try {
+    tid_ = createThread(makeFunctor(this, &ActionThread::run), name_, &handle_, 0);
+  } catch (const std::bad_alloc&) {
+    tid_ = 0;  // logged by createThread; the queue waits for a later start
+  }
+  QIM_ASSERT(0!=tid_);
+  state_ = Running;
+}
+
+void ActionThread::stop(StopStyle stopStyle, ReturnStyle returnStyle) {
+  QIM_ENTRY("stop=" << static_cast<int>(stopStyle) << " return=" << static_cast<int>(returnStyle));
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  QIM_ASSERT(Stopped!=state_);
+  if (stopStyle == StopImmediate) {
+    state_ = StopNow;
+  } else if (state_ != StopNow) {
+    state_ = StopWhenEmpty;
+  }
+  cond_.broadcast();
+  if (returnStyle == ReturnWait) {
+    QIM_ASSERT(!ACE_OS::thr_equal(ACE_Thread::self(),tid_));
+    // Without a worker (never started, or its thread could not be made)
+    // nothing would ever set Stopped: return instead of hanging.
+    while (state_ != Stopped && tid_ != 0) cond_.wait();
+    joinFinishedWorker();
+  }
+}
+
+void ActionThread::flush() {
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  clear();
+}
+
+int ActionThread::setThreadPriority(int priority) {
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  if (!handle_) return -1;
+  return ACE_Thread::setprio(reinterpret_cast<ACE_hthread_t>(handle_), priority);
+}
+
+unsigned long ActionThread::tid() const {
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  return tid_;
+}
+
+ActionThread::State ActionThread::state() const {
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  return state_;
+}
+
+void ActionThread::signal() {
+  QIM_ENTRY();
+  cond_.broadcast();
+}
+
+// A worker that has set Stopped no longer touches the object, so joining it
+// under the mutex cannot deadlock. Called with mutex_ held.
+void ActionThread::joinFinishedWorker() {
+  if (!handle_ || state_ != Stopped) return;
+  joinThread(handle_);
+  handle_ = nullptr;
+}
+
+void ActionThread::run() {
+  ActionThread* const that = this;
+  QIM_ENTRY();
+  QIM_ASSERT(0!=that);
+  // The thread was named by createThread with name_.
+  that->mutex_.acquire();
+  for (;;) {
+    QIM_ASSERT(0 != that->tid_);
+    QIM_ASSERT(ACE_OS::thr_equal(ACE_Thread::self(),that->tid_));
+    QIM_ASSERT(Stopped != that->state_);
+    if (that->state_ == StopNow) break;
+    if (!that->empty()) {
+      {
+        Functor action = that->pop_front();
+        that->mutex_.release();
+        try {
+          action();
+        } catch (const std::exception& e) {
+          // An action's failure must not take the worker (and the process)
+          // down with it; the posting trace was shown while it ran.
+          QIM_ERROR("action threw an exception: " << e.what());
+        } catch (...) {
+          QIM_ERROR("action threw an exception of unknown type");
+        }
+      }
+      that->mutex_.acquire();
+      continue;
+    }
+    if (that->state_ == StopWhenEmpty) break;
+    QIM_ASSERT(Running == that->state_);
+    that->cond_.wait();
+  }
+  that->mutex_.release();
+  that->mutex_.acquire();
+  that->state_ = Stopped;
+  that->tid_ = 0;
+  that->cond_.broadcast();
+  that->mutex_.release();
+}
+
+}  // namespace QIM
