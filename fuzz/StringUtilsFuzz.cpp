@@ -1,0 +1,165 @@
+// Fuzz target for the string helpers that see untrusted text (SIP headers,
+// configuration files, user input). Built with -DQIM_LIBFUZZER and
+// -fsanitize=fuzzer it is a libFuzzer target; otherwise it is a plain
+// program that replays the files named on its command line, or a built-in
+// set of awkward inputs when given none, so a test can run it.
+//
+// Besides "no crash, no hang", each input checks properties that hold for
+// any text: conversions round-trip whenever they succeed, tokens joined by
+// the delimiter give back the text, trim leaves no white space at either end.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "qimmisc/DbgMsg.h"
+#include "qimmisc/StringUtils.h"
+
+namespace {
+
+void check(bool condition, const char* what) {
+  if (!condition) {
+    std::fprintf(stderr, "property violated: %s\n", what);
+    std::abort();
+  }
+}
+
+template <class S>
+S join(const std::vector<S>& pieces, const S& delimiter) {
+  S out;
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    if (i) out += delimiter;
+    out += pieces[i];
+  }
+  return out;
+}
+
+template <class S>
+void checkTokenize(const S& text, const S& delimiter) {
+  const auto pieces = QIM::tokenizeString(text, delimiter);
+  if (text.empty() || delimiter.empty()) {
+    check(pieces.empty(), "tokenize of empty text or delimiter gives nothing");
+  } else {
+    check(join(pieces, delimiter) == text, "tokens joined give the text back");
+  }
+}
+
+template <class S>
+void checkTrim(const S& text) {
+  const S trimmed = QIM::trim(text);
+  check(trimmed.size() <= text.size(), "trim never grows");
+  check(text.find(trimmed) != S::npos, "trim returns a part of the text");
+  S probe = trimmed;
+  check(QIM::trim(probe) == trimmed, "trim is idempotent");
+}
+
+template <class S>
+void checkCase(const S& text) {
+  S lower = text;
+  QIM::lowercase(lower);
+  check(lower.size() == text.size(), "case folding keeps the length");
+  check(QIM::equalsIgnoreCase(lower, text), "lowered text equals ignoring case");
+  check(QIM::stringCompareIgnoreCase(lower, text, text.size()) == 0,
+        "lowered text compares equal ignoring case");
+}
+
+// Wide text made of arbitrary code units, lone surrogates included.
+std::wstring unitsOf(const std::string& bytes) {
+  std::wstring wide;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    wide += static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) |
+                                 (static_cast<unsigned char>(bytes[i + 1]) << 8));
+  }
+  return wide;
+}
+
+void runOne(const std::uint8_t* data, std::size_t size) {
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+
+  const std::wstring wide = QIM::fromUtf8(bytes);
+  if (!wide.empty()) check(QIM::toUtf8(wide) == bytes, "UTF-8 round trip");
+
+  const std::wstring units = unitsOf(bytes);
+  const std::string utf8 = QIM::toUtf8(units);
+  if (!utf8.empty()) check(QIM::fromUtf8(utf8) == units, "wide round trip");
+
+  long value = 0;
+  QIM::stringToLong(bytes, &value, 10);
+  QIM::stringToLong(bytes, &value, 0);
+  QIM::stringToLong(units, &value, 16);
+  double real = 0;
+  QIM::stringToDouble(bytes, &real);
+
+  // The first byte picks a delimiter length, so multi-byte delimiters and
+  // delimiters longer than the text both occur.
+  if (!bytes.empty()) {
+    const std::string rest = bytes.substr(1);
+    const std::size_t delimLength =
+        std::min<std::size_t>(static_cast<unsigned char>(bytes[0]) % 4, rest.size());
+    checkTokenize(rest.substr(delimLength), rest.substr(0, delimLength));
+    checkTokenize(QIM::fromUtf8(rest), QIM::fromUtf8(rest.substr(0, delimLength)));
+  }
+  checkTokenize(units, std::wstring(L","));
+
+  checkTrim(bytes);
+  checkTrim(units);
+  checkCase(bytes);
+  checkCase(units);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // Rejected input logs an ERROR line; formatting it only slows the search.
+  static const bool quiet = [] {
+    QIM::DbgMsg::toggleChannel(QIM::DbgMsg::ErrorId, false);
+    return true;
+  }();
+  static_cast<void>(quiet);
+  runOne(data, size);
+  return 0;
+}
+
+#ifndef QIM_LIBFUZZER
+int main(int argc, char** argv) {
+  std::vector<std::string> inputs;
+  for (int i = 1; i < argc; ++i) {
+    std::ifstream in(argv[i], std::ios::binary);
+    if (!in) {
+      std::fprintf(stderr, "cannot read %s\n", argv[i]);
+      return 2;
+    }
+    std::ostringstream content;
+    content << in.rdbuf();
+    inputs.push_back(content.str());
+  }
+  if (argc < 2) {
+    inputs = {
+        std::string(),
+        std::string("\n"),
+        std::string("a,,b,"),
+        std::string(" \t 12345 \r\n"),
+        std::string("\xEF\xBB\xBF" "BOM"),
+        std::string("\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80"),
+        std::string("\x00\xD8\x41\x00\x00\xDC", 6),
+        std::string("\x3D\xD8\x00\xDE", 4),
+        std::string("0x7fffffffffffffffff"),
+        std::string("-9223372036854775809"),
+        std::string("1e99999"),
+        std::string("\x02::a::b::", 9),
+        std::string("\xFF\xFE\xFD\x80\x80\x80"),
+        std::string(4096, ' '),
+    };
+  }
+  for (const std::string& input : inputs) {
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+  }
+  std::printf("%zu passed, 0 failed\n", inputs.size());
+  return 0;
+}
+#endif
