@@ -71,6 +71,7 @@ class QIMMISC_API ActionThread : public ActionQueue {
   unsigned long tid_ = 0;
   void* handle_ = nullptr;
   State state_ = Stopped;
+  bool workerWaiting_ = false;  // the worker sleeps on cond_ for work
   std::string name_;
 };
 

@@ -141,9 +141,16 @@ class QIMMISC_API StackText {
 };
 using StackTextPtr = std::shared_ptr<const StackText>;
 
-// Swaps the calling thread's stack information without formatting it;
-// returns the previous one. Used by Functor while it runs.
-QIMMISC_API StackTextPtr exchangeStackText(StackTextPtr text);
+// Swaps `text` with the calling thread's stack information, without
+// formatting or copying it. Functor swaps its posting trace in while it
+// runs and back out afterwards.
+QIMMISC_API void swapStackText(StackTextPtr& text);
+
+// The calling thread's call stack and stack information as a posting trace:
+// a StackTrace whose text is formatted by its first reader and cut to
+// `maxLength` characters. Posting again from the same stack returns the
+// same object, so a busy call site allocates nothing.
+QIMMISC_API StackTextPtr capturePostingTrace(std::size_t maxLength);
 
 // Builds the qualified function name ("QIM::ActionThread::stop") from the
 // compiler's pretty function signature, and the bare file name
@@ -167,6 +174,7 @@ inline bool isOpen(int channel) {
 
 namespace detail {
 class LineStream;
+class DeferredStackText;
 }  // namespace detail
 
 /// Collects one line. The constructor writes the header, the caller streams
@@ -237,6 +245,7 @@ class QIMMISC_API StackTrace {
   std::string format() const;
 
  private:
+  friend class detail::DeferredStackText;
   std::vector<const Locus*> frames_;
   detail::StackTextPtr info_;
   unsigned long threadId_;

@@ -84,7 +84,9 @@ ActionThread::State ActionThread::state() const {
 
 void ActionThread::signal() {
   QIM_ENTRY();
-  cond_.broadcast();
+  // Only the worker waits for work; a broadcast nobody waits for is a cost
+  // on every post for nothing.
+  if (workerWaiting_) cond_.broadcast();
 }
 
 // A worker that has set Stopped no longer touches the object, so joining it
@@ -125,7 +127,9 @@ void ActionThread::run() {
     }
     if (that->state_ == StopWhenEmpty) break;
     QIM_ASSERT(Running == that->state_);
+    that->workerWaiting_ = true;
     that->cond_.wait();
+    that->workerWaiting_ = false;
   }
   that->mutex_.release();
   that->mutex_.acquire();

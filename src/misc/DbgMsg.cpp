@@ -236,9 +236,54 @@ class LineStream {
 
 StackText::~StackText() = default;
 
-StackTextPtr exchangeStackText(StackTextPtr text) {
-  slow.info.swap(text);
-  return text;
+void swapStackText(StackTextPtr& text) { slow.info.swap(text); }
+
+// A posting trace. Capturing copies frame pointers only; the text is made
+// once, by the first reader.
+class DeferredStackText final : public StackText {
+ public:
+  explicit DeferredStackText(std::size_t maxLength) : maxLength_(maxLength) {}
+  ~DeferredStackText() override { delete text_.load(std::memory_order_acquire); }
+
+  const std::string& text() const override {
+    if (const std::string* ready = text_.load(std::memory_order_acquire)) return *ready;
+    std::string formatted = trace_.format();
+    if (formatted.size() > maxLength_) formatted.resize(maxLength_);
+    auto* mine = new std::string(std::move(formatted));
+    const std::string* expected = nullptr;
+    if (text_.compare_exchange_strong(expected, mine, std::memory_order_acq_rel)) return *mine;
+    delete mine;  // another reader won the race; its text is the same
+    return *expected;
+  }
+
+  // Whether this trace was taken from the stack the thread has now.
+  bool matchesCurrentStack() const {
+    const auto& frames = trace_.frames_;
+    if (frames.size() != fast.depth || trace_.info_ != slow.info) return false;
+    for (unsigned i = 0; i < fast.depth; ++i) {
+      if (frames[i] != frameAt(i)) return false;
+    }
+    return true;
+  }
+
+  std::size_t maxLength() const { return maxLength_; }
+
+ private:
+  StackTrace trace_;
+  std::size_t maxLength_;
+  mutable std::atomic<const std::string*> text_{nullptr};
+};
+
+namespace {
+thread_local std::shared_ptr<const DeferredStackText> lastPostingTrace;
+}  // namespace
+
+StackTextPtr capturePostingTrace(std::size_t maxLength) {
+  std::shared_ptr<const DeferredStackText>& last = lastPostingTrace;
+  if (!last || last->maxLength() != maxLength || !last->matchesCurrentStack()) {
+    last = std::make_shared<const DeferredStackText>(maxLength);
+  }
+  return last;
 }
 
 namespace {

@@ -4,48 +4,23 @@ namespace QIM {
 
 namespace {
 
-// A posting trace captured by saveStackTrace. Capturing copies frame
-// pointers only; the text is made once, by the first reader, and cut to
-// Functor::MaxStackTraceLength.
-class DeferredStackText final : public DbgMsg::detail::StackText {
- public:
-  ~DeferredStackText() override { delete text_.load(std::memory_order_acquire); }
-
-  const std::string& text() const override {
-    if (const std::string* ready = text_.load(std::memory_order_acquire)) return *ready;
-    std::string formatted = trace_.format();
-    if (formatted.size() > Functor::MaxStackTraceLength) {
-      formatted.resize(Functor::MaxStackTraceLength);
-    }
-    auto* mine = new std::string(std::move(formatted));
-    const std::string* expected = nullptr;
-    if (text_.compare_exchange_strong(expected, mine, std::memory_order_acq_rel)) return *mine;
-    delete mine;  // another reader won the race; its text is the same
-    return *expected;
-  }
-
- private:
-  DbgMsg::StackTrace trace_;
-  mutable std::atomic<const std::string*> text_{nullptr};
-};
-
-// Puts the posting trace in place for the duration of a call, and back
-// again however the call ends.
+// Swaps the posting trace in for the duration of a call, and back out
+// however the call ends. Swapping moves pointers: no reference counting.
 class InstalledStackText {
  public:
-  explicit InstalledStackText(const DbgMsg::detail::StackTextPtr& text)
-      : installed_(static_cast<bool>(text)) {
-    if (installed_) saved_ = DbgMsg::detail::exchangeStackText(text);
+  explicit InstalledStackText(DbgMsg::detail::StackTextPtr& text)
+      : text_(text), installed_(static_cast<bool>(text)) {
+    if (installed_) DbgMsg::detail::swapStackText(text_);
   }
   ~InstalledStackText() {
-    if (installed_) DbgMsg::detail::exchangeStackText(std::move(saved_));
+    if (installed_) DbgMsg::detail::swapStackText(text_);
   }
   InstalledStackText(const InstalledStackText&) = delete;
   InstalledStackText& operator=(const InstalledStackText&) = delete;
 
  private:
+  DbgMsg::detail::StackTextPtr& text_;
   bool installed_;
-  DbgMsg::detail::StackTextPtr saved_;
 };
 
 }  // namespace
@@ -89,7 +64,9 @@ void Functor::operator()() {
   executor_->execute();
 }
 
-void Functor::saveStackTrace() { stackTrace_ = std::make_shared<DeferredStackText>(); }
+void Functor::saveStackTrace() {
+  stackTrace_ = DbgMsg::detail::capturePostingTrace(MaxStackTraceLength);
+}
 
 std::string Functor::stackTrace() const {
   return stackTrace_ ? stackTrace_->text() : std::string();
