@@ -113,6 +113,7 @@ TEST_F(ActionThreadTest, ActionsRunOnTheWorkerAndMayPostAndStopFromInside) {
   std::atomic<unsigned long> seen{0};
   std::atomic<int> followUps{0};
   worker.start("QIM::Test");
+  const unsigned long tid = worker.tid();  // before the worker can stop itself
   worker.push_back(makeFunctor([&] {
                      seen = static_cast<unsigned long>(ACE_Thread::self());
                      worker.push_back(makeFunctor([&followUps] { ++followUps; }), 0);
@@ -120,7 +121,6 @@ TEST_F(ActionThreadTest, ActionsRunOnTheWorkerAndMayPostAndStopFromInside) {
                      worker.stop(ActionThread::StopDrain, ActionThread::ReturnNoWait);
                    }),
                    0);
-  const unsigned long tid = worker.tid();
   ASSERT_TRUE(test::eventually([&] { return worker.state() == ActionThread::Stopped; }));
   EXPECT_EQ(seen.load(), tid);
   EXPECT_EQ(followUps.load(), 1);

@@ -15,7 +15,6 @@
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::MatchesRegex;
 
 namespace QIM {
 namespace {
@@ -39,7 +38,7 @@ TEST_F(DbgMsgTest, TraceLineHasHeaderThenText) {
   QIM_ERROR("hello " << 42);
   const auto lines = sink_.lines();
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_THAT(lines[0], MatchesRegex(kThreadColumn + R"(ERROR *> DbgMsgTest:[0-9]+ )"
+  EXPECT_THAT(lines[0], test::MatchesStdRegex(kThreadColumn + R"(ERROR *> DbgMsgTest:[0-9]+ )"
                                      R"(\(QIM::`anonymous-namespace'::DbgMsgTest_TraceLineHasHeaderThenText_Test::TestBody\) hello 42)"));
 }
 
@@ -66,11 +65,11 @@ TEST_F(DbgMsgTest, EntryLinesShowDepthAsArrows) {
   level1();
   const auto entry = sink_.linesWith("] ENTRY");
   ASSERT_EQ(entry.size(), 6u);
-  EXPECT_THAT(entry[0], MatchesRegex(kThreadColumn + R"(ENTRY *> DbgMsgTest:[0-9]+ \(QIM::`anonymous-namespace'::level1\) a=1)"));
-  EXPECT_THAT(entry[1], MatchesRegex(kThreadColumn + R"(ENTRY *>> .*level2\) b=2)"));
-  EXPECT_THAT(entry[2], MatchesRegex(kThreadColumn + R"(ENTRY *>>> .*level3\) c=3)"));
-  EXPECT_THAT(entry[3], MatchesRegex(kThreadColumn + R"(ENTRY *>>> .*level3\) <ret Time:[0-9]+ usec>)"));
-  EXPECT_THAT(entry[5], MatchesRegex(kThreadColumn + R"(ENTRY *> .*level1\) <ret Time:[0-9]+ usec>)"));
+  EXPECT_THAT(entry[0], test::MatchesStdRegex(kThreadColumn + R"(ENTRY *> DbgMsgTest:[0-9]+ \(QIM::`anonymous-namespace'::level1\) a=1)"));
+  EXPECT_THAT(entry[1], test::MatchesStdRegex(kThreadColumn + R"(ENTRY *>> .*level2\) b=2)"));
+  EXPECT_THAT(entry[2], test::MatchesStdRegex(kThreadColumn + R"(ENTRY *>>> .*level3\) c=3)"));
+  EXPECT_THAT(entry[3], test::MatchesStdRegex(kThreadColumn + R"(ENTRY *>>> .*level3\) <ret Time:[0-9]+ usec>)"));
+  EXPECT_THAT(entry[5], test::MatchesStdRegex(kThreadColumn + R"(ENTRY *> .*level1\) <ret Time:[0-9]+ usec>)"));
 }
 
 TEST_F(DbgMsgTest, EntryLinesShowDepthInBracketsWithoutArrows) {
@@ -78,8 +77,8 @@ TEST_F(DbgMsgTest, EntryLinesShowDepthInBracketsWithoutArrows) {
   level2();
   const auto entry = sink_.linesWith("] ENTRY");
   ASSERT_EQ(entry.size(), 4u);
-  EXPECT_THAT(entry[0], MatchesRegex(kThreadColumn + R"(ENTRY *>\[ 1\] DbgMsgTest:.*b=2)"));
-  EXPECT_THAT(entry[1], MatchesRegex(kThreadColumn + R"(ENTRY *>\[ 2\] DbgMsgTest:.*c=3)"));
+  EXPECT_THAT(entry[0], test::MatchesStdRegex(kThreadColumn + R"(ENTRY *>\[ 1\] DbgMsgTest:.*b=2)"));
+  EXPECT_THAT(entry[1], test::MatchesStdRegex(kThreadColumn + R"(ENTRY *>\[ 2\] DbgMsgTest:.*c=3)"));
 }
 
 TEST_F(DbgMsgTest, DepthLimitSilencesDeeperScopesButKeepsTheirFrames) {
@@ -120,9 +119,9 @@ TEST_F(DbgMsgTest, BackTraceListsFramesNewestFirstThenStackInfo) {
   Probe::outer();
   const auto lines = sink_.lines();
   ASSERT_EQ(lines.size(), 5u);
-  EXPECT_THAT(lines[0], MatchesRegex("Stack trace for thread [0-9A-F]{4,}"));
-  EXPECT_THAT(lines[1], MatchesRegex(R"(\[ 2\] QIM::.*Probe::inner\(\)    <DbgMsgTest:[0-9]+>)"));
-  EXPECT_THAT(lines[2], MatchesRegex(R"(\[ 1\] QIM::.*Probe::outer\(\)    <DbgMsgTest:[0-9]+>)"));
+  EXPECT_THAT(lines[0], test::MatchesStdRegex("Stack trace for thread [0-9A-F]{4,}"));
+  EXPECT_THAT(lines[1], test::MatchesStdRegex(R"(\[ 2\] QIM::.*Probe::inner\(\)    <DbgMsgTest:[0-9]+>)"));
+  EXPECT_THAT(lines[2], test::MatchesStdRegex(R"(\[ 1\] QIM::.*Probe::outer\(\)    <DbgMsgTest:[0-9]+>)"));
   EXPECT_EQ(lines[3], "Additional information: ");
   EXPECT_EQ(lines[4], "posted from elsewhere");
 }
@@ -131,7 +130,7 @@ TEST_F(DbgMsgTest, BackTraceWithNoFramesIsOneLine) {
   DbgMsg::printBackTrace();
   const auto lines = sink_.lines();
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_THAT(lines[0], MatchesRegex("Stack trace for thread [0-9A-F]{4,}"));
+  EXPECT_THAT(lines[0], test::MatchesStdRegex("Stack trace for thread [0-9A-F]{4,}"));
 }
 
 TEST_F(DbgMsgTest, LoggingIsOffForTheThreadWhilePrintingABackTrace) {
@@ -166,7 +165,7 @@ TEST_F(DbgMsgTest, AdvancedUserDestinationTakesEveryLine) {
 
 TEST_F(DbgMsgTest, AdvUserLogLinesCarryHeaderWithoutAdvancedDestination) {
   QIM_TRACE(DbgMsg::AdvUserLogId, "text");
-  EXPECT_THAT(sink_.lines(), ElementsAre(MatchesRegex(kThreadColumn + "ADVUSERLOG *> .* text")));
+  EXPECT_THAT(sink_.lines(), ElementsAre(test::MatchesStdRegex(kThreadColumn + "ADVUSERLOG *> .* text")));
 }
 
 TEST_F(DbgMsgTest, AssertionWritesLineThenBackTraceAndContinues) {
@@ -181,10 +180,10 @@ TEST_F(DbgMsgTest, AssertionWritesLineThenBackTraceAndContinues) {
   EXPECT_TRUE(continued);
   const auto lines = sink_.lines();
   ASSERT_GE(lines.size(), 4u);
-  EXPECT_THAT(lines[1], MatchesRegex(kThreadColumn + R"(ERROR *> DbgMsgTest:[0-9]+ \(.*\) )"
+  EXPECT_THAT(lines[1], test::MatchesStdRegex(kThreadColumn + R"(ERROR *> DbgMsgTest:[0-9]+ \(.*\) )"
                                      R"(Assertion failed: "value == 1" : value is 2  OS ERROR: [0-9]+ errno: 0)"));
   EXPECT_THAT(lines[2], HasSubstr("Stack trace for thread "));
-  EXPECT_THAT(lines[3], MatchesRegex(R"(\[ 1\] .*AssertionWritesLine.*\(\)    <DbgMsgTest:[0-9]+>)"));
+  EXPECT_THAT(lines[3], test::MatchesStdRegex(R"(\[ 1\] .*AssertionWritesLine.*\(\)    <DbgMsgTest:[0-9]+>)"));
 }
 
 TEST_F(DbgMsgTest, AssertionWithoutMessageAndClosedErrorStillPrintsBackTrace) {
@@ -193,7 +192,7 @@ TEST_F(DbgMsgTest, AssertionWithoutMessageAndClosedErrorStillPrintsBackTrace) {
   EXPECT_THAT(sink_.lines(), ElementsAre(HasSubstr("Stack trace for thread ")));
   DbgMsg::toggleChannel(DbgMsg::ErrorId, true);
   QIM_ASSERT(1 + 1 == 3);
-  EXPECT_THAT(sink_.lines()[1], MatchesRegex(R"(.*\) Assertion failed: "1 \+ 1 == 3"  OS ERROR: .*)"));
+  EXPECT_THAT(sink_.lines()[1], test::MatchesStdRegex(R"(.*\) Assertion failed: "1 \+ 1 == 3"  OS ERROR: .*)"));
 }
 
 TEST_F(DbgMsgTest, ThrowWritesItsLineBeforeThrowing) {
@@ -303,7 +302,7 @@ TEST_F(DbgMsgTest, StackTraceFormatsTheCapturedMoment) {
   const DbgMsg::StackTrace trace = Probe::capture();
   DbgMsg::setStackInfo("changed later");
   const std::string text = trace.format();
-  EXPECT_THAT(text, MatchesRegex("Delayed stack trace for thread [0-9A-F]{4,}\n"
+  EXPECT_THAT(text, test::MatchesStdRegex("Delayed stack trace for thread [0-9A-F]{4,}\n"
                                  R"(\[ 1\] .*Probe::capture\(\)    <DbgMsgTest:[0-9]+>)"
                                  "\nAdditional information: \ninfo line"));
   sink_.clear();

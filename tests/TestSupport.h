@@ -2,17 +2,25 @@
 // the process-wide trace configuration as it found it.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <regex>
 #include <string>
 #include <vector>
 
 #include "qimmisc/DbgMsg.h"
 
 namespace QIM::test {
+
+/// Whole-string match against an ECMAScript std::regex. GoogleTest's own
+/// regex matchers fall back to a tiny dialect on Windows.
+MATCHER_P(MatchesStdRegex, pattern, "matches regex \"" + std::string(pattern) + "\"") {
+  return std::regex_match(std::string(arg), std::regex(pattern));
+}
 
 /// Records every delivered line; safe to call from many threads.
 class CaptureSink : public DbgMsg::LineLogger {

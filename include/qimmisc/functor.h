@@ -68,8 +68,9 @@ class QIMMISC_API Functor {
   /// is null; never reset by the library.
   static std::atomic<bool> nullPointerDetected;
 
-  /// The longest posting trace text kept.
-  static constexpr std::size_t MaxStackTraceLength = 10000;
+  /// The longest posting trace text kept. An enumerator, not a static data
+  /// member, so that using it never needs the member imported from the DLL.
+  enum : std::size_t { MaxStackTraceLength = 10000 };
 
  private:
   Executor* executor_;

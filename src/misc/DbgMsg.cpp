@@ -11,6 +11,7 @@
 #include <unordered_set>
 
 #include "DbgMsgPlatform.h"
+#include "ThreadSlot.h"
 
 namespace QIM {
 namespace DbgMsg {
@@ -92,15 +93,20 @@ thread_local FastTss fast __attribute__((tls_model("initial-exec")));
 thread_local FastTss fast;
 #endif
 
-struct SlowTss {
+struct SlowTss : ::QIM::detail::ThreadSlotValue {
   std::vector<const Locus*> overflow;  // frames kInlineFrames and up
   detail::StackTextPtr info;
   std::vector<std::unique_ptr<detail::LineStream>> freeLines;
+  std::shared_ptr<const detail::DeferredStackText> lastPostingTrace;
 };
-thread_local SlowTss slow;
+
+SlowTss& slowTss() {
+  static auto* slot = new ::QIM::detail::ThreadSlot;  // never destroyed: threads outlive statics
+  return ::QIM::detail::threadLocal<SlowTss>(*slot);
+}
 
 const Locus* frameAt(unsigned index) {
-  return index < kInlineFrames ? fast.frames[index] : slow.overflow[index - kInlineFrames];
+  return index < kInlineFrames ? fast.frames[index] : slowTss().overflow[index - kInlineFrames];
 }
 
 // The calling thread's frames, oldest first.
@@ -236,7 +242,7 @@ class LineStream {
 
 StackText::~StackText() = default;
 
-void swapStackText(StackTextPtr& text) { slow.info.swap(text); }
+void swapStackText(StackTextPtr& text) { slowTss().info.swap(text); }
 
 // A posting trace. Capturing copies frame pointers only; the text is made
 // once, by the first reader.
@@ -259,7 +265,7 @@ class DeferredStackText final : public StackText {
   // Whether this trace was taken from the stack the thread has now.
   bool matchesCurrentStack() const {
     const auto& frames = trace_.frames_;
-    if (frames.size() != fast.depth || trace_.info_ != slow.info) return false;
+    if (frames.size() != fast.depth || trace_.info_ != slowTss().info) return false;
     for (unsigned i = 0; i < fast.depth; ++i) {
       if (frames[i] != frameAt(i)) return false;
     }
@@ -274,12 +280,9 @@ class DeferredStackText final : public StackText {
   mutable std::atomic<const std::string*> text_{nullptr};
 };
 
-namespace {
-thread_local std::shared_ptr<const DeferredStackText> lastPostingTrace;
-}  // namespace
 
 StackTextPtr capturePostingTrace(std::size_t maxLength) {
-  std::shared_ptr<const DeferredStackText>& last = lastPostingTrace;
+  std::shared_ptr<const DeferredStackText>& last = slowTss().lastPostingTrace;
   if (!last || last->maxLength() != maxLength || !last->matchesCurrentStack()) {
     last = std::make_shared<const DeferredStackText>(maxLength);
   }
@@ -478,11 +481,11 @@ void setEntryParams(bool arrows, int maxDepth) {
 }
 
 void setStackInfo(const std::string& info) {
-  slow.info = info.empty() ? nullptr : std::make_shared<PlainStackText>(info);
+  slowTss().info = info.empty() ? nullptr : std::make_shared<PlainStackText>(info);
 }
 
 std::string getStackInfo() {
-  const detail::StackTextPtr& info = slow.info;
+  const detail::StackTextPtr& info = slowTss().info;
   return info ? info->text() : std::string();
 }
 
@@ -499,7 +502,7 @@ void printBackTrace() {
     for (unsigned i = fast.depth; i >= 1; --i) {
       SinkAccess::deliver(*sink, frameLine(static_cast<int>(i), *frameAt(i - 1)), type);
     }
-    const detail::StackTextPtr info = slow.info;
+    const detail::StackTextPtr info = slowTss().info;
     if (info && !info->text().empty()) {
       SinkAccess::deliver(*sink, "Additional information: ", type);
       SinkAccess::deliver(*sink, info->text(), type);
@@ -512,7 +515,7 @@ void printBackTrace() {
 // ---- Tracer -----------------------------------------------------------------
 
 Tracer::Tracer(const Locus& locus, const LogLineType& type) : type_(&type) {
-  auto& pool = slow.freeLines;
+  auto& pool = slowTss().freeLines;
   if (pool.empty()) {
     line_ = new detail::LineStream;
   } else {
@@ -569,7 +572,7 @@ Tracer::~Tracer() {
   }
   line_->reset();
   try {
-    slow.freeLines.emplace_back(line_);
+    slowTss().freeLines.emplace_back(line_);
   } catch (...) {
     delete line_;
   }
@@ -583,7 +586,7 @@ StackLogger::StackLogger(const Locus& locus) : locus_(locus), start_(-1) {
     fast.frames[depth] = &locus;
   } else {
     try {
-      slow.overflow.push_back(&locus);
+      slowTss().overflow.push_back(&locus);
     } catch (const std::bad_alloc&) {
       errno = ENOMEM;
       pushed_ = false;
@@ -607,13 +610,13 @@ StackLogger::~StackLogger() {
     line << "<ret Time:" << elapsed << " usec>";
   }
   const unsigned depth = --fast.depth;
-  if (depth >= kInlineFrames) slow.overflow.pop_back();
+  if (depth >= kInlineFrames) slowTss().overflow.pop_back();
 }
 
 // ---- StackTrace -------------------------------------------------------------
 
 StackTrace::StackTrace()
-    : frames_(copyFrames()), info_(slow.info), threadId_(platform::currentThreadId()) {}
+    : frames_(copyFrames()), info_(slowTss().info), threadId_(platform::currentThreadId()) {}
 
 std::string StackTrace::format() const {
   std::string out = "Delayed stack trace for thread " + hexThreadId(threadId_) + '\n';

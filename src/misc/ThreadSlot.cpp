@@ -1,0 +1,9 @@
+#include "ThreadSlot.h"
+
+namespace QIM {
+namespace detail {
+
+ThreadSlotValue::~ThreadSlotValue() = default;
+
+}  // namespace detail
+}  // namespace QIM
