@@ -69,6 +69,8 @@ class QIMMISC_API ActionQueue {
   // priority then allocates nothing for the key.
   std::map<int, std::deque<Functor>> queues_;
   std::size_t count_ = 0;
+  std::deque<Functor>* lastList_ = nullptr;  // the list of lastPriority_
+  int lastPriority_ = 0;
 };
 
 }  // namespace QIM

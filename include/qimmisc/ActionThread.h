@@ -9,6 +9,7 @@
 
 #include <ace/Condition_Thread_Mutex.h>
 
+#include <atomic>
 #include <string>
 
 #include "qimmisc/ActionQueue.h"
@@ -66,12 +67,15 @@ class QIMMISC_API ActionThread : public ActionQueue {
  private:
   void run();
   void joinFinishedWorker();
+  bool awaitPostBriefly(unsigned seenPosts) const;
 
   ACE_Condition_Thread_Mutex cond_;
   unsigned long tid_ = 0;
   void* handle_ = nullptr;
   State state_ = Stopped;
   bool workerWaiting_ = false;  // the worker sleeps on cond_ for work
+  // Counts posts and stops; the worker watches it briefly before sleeping.
+  std::atomic<unsigned> posts_{0};
   std::string name_;
 };
 

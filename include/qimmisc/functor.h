@@ -13,6 +13,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -31,7 +33,19 @@ class QIMMISC_API Functor {
     virtual void execute() = 0;
     virtual Executor* clone() const = 0;
     virtual ~Executor();
+    /// Copies this executor into `storage` (`size` bytes, pointer-aligned)
+    /// when it fits there, else onto the heap as clone() does; returns the
+    /// copy. Executors of this header fit; others may keep this default.
+    virtual Executor* cloneInto(void* storage, std::size_t size) const;
+    /// Like cloneInto, but may move from this executor, which is destroyed
+    /// right afterwards.
+    virtual Executor* moveInto(void* storage, std::size_t size);
   };
+
+  /// Bytes of executor a Functor holds without a heap allocation: enough
+  /// for a member call with one pointer-sized argument, or a lambda that
+  /// captures up to four pointers.
+  enum : std::size_t { InlineExecutorSize = 40 };
 
   /// Empty: calling it does nothing.
   Functor() noexcept : executor_(nullptr) {}
@@ -46,6 +60,19 @@ class QIMMISC_API Functor {
   Functor& operator=(const Functor& other);
   Functor& operator=(Functor&& other) noexcept;
   ~Functor();
+
+  /// A Functor whose executor E is built from `args` in place: inside the
+  /// functor when it fits, on the heap otherwise. makeFunctor uses it.
+  template <class E, class... Args>
+  static Functor make(Args&&... args) {
+    Functor f;
+    if constexpr (sizeof(E) <= InlineExecutorSize && alignof(E) <= alignof(void*)) {
+      f.executor_ = new (f.inline_) E(std::forward<Args>(args)...);
+    } else {
+      f.executor_ = new E(std::forward<Args>(args)...);
+    }
+    return f;
+  }
 
   /// Exchanges executors and posting traces.
   void swap(Functor& other) noexcept;
@@ -73,17 +100,49 @@ class QIMMISC_API Functor {
   enum : std::size_t { MaxStackTraceLength = 10000 };
 
  private:
+  bool holdsInline() const noexcept {
+    return static_cast<const void*>(executor_) == static_cast<const void*>(inline_);
+  }
+  // Moves `other`'s executor here; this functor holds none beforehand.
+  void takeExecutor(Functor& other) noexcept;
+  void destroyExecutor() noexcept;
+
   Executor* executor_;
   DbgMsg::detail::StackTextPtr stackTrace_;
+  // Small executors live here, so that copying a Functor into a queue
+  // allocates nothing.
+  alignas(void*) unsigned char inline_[InlineExecutorSize];
 };
 
 inline void swap(Functor& a, Functor& b) noexcept { a.swap(b); }
 
 namespace FunctorExecutors {
 
+/// Gives an executor its clone operations: a copy on the heap, or in a
+/// Functor's inline storage when it fits there.
+template <class Derived>
+class CloneableExecutor : public Functor::Executor {
+ public:
+  Functor::Executor* clone() const override {
+    return new Derived(static_cast<const Derived&>(*this));
+  }
+  Functor::Executor* cloneInto(void* storage, std::size_t size) const override {
+    if (sizeof(Derived) <= size && alignof(Derived) <= alignof(void*)) {
+      return new (storage) Derived(static_cast<const Derived&>(*this));
+    }
+    return clone();
+  }
+  Functor::Executor* moveInto(void* storage, std::size_t size) override {
+    if (sizeof(Derived) <= size && alignof(Derived) <= alignof(void*)) {
+      return new (storage) Derived(std::move(static_cast<Derived&>(*this)));
+    }
+    return clone();
+  }
+};
+
 /// Calls (obj_->*func_)() and discards the result.
 template <class T, class F>
-class ExecutorM0 : public Functor::Executor {
+class ExecutorM0 : public CloneableExecutor<ExecutorM0<T, F>> {
  public:
   ExecutorM0(T* obj, F func) : obj_(obj), func_(func) {
     QIM_ASSERT(0!=obj_);
@@ -97,7 +156,6 @@ class ExecutorM0 : public Functor::Executor {
     }
     (obj_->*func_)();
   }
-  Functor::Executor* clone() const override { return new ExecutorM0(*this); }
 
  private:
   T* obj_;
@@ -106,7 +164,7 @@ class ExecutorM0 : public Functor::Executor {
 
 /// Calls (obj_->*func_)(argument) with a stored copy of the argument.
 template <class T, class R, class C, class P, class A>
-class ExecutorM1 : public Functor::Executor {
+class ExecutorM1 : public CloneableExecutor<ExecutorM1<T, R, C, P, A>> {
  public:
   using Method = R (C::*)(P);
   ExecutorM1(T* obj, Method func, A argument)
@@ -122,7 +180,6 @@ class ExecutorM1 : public Functor::Executor {
     }
     (obj_->*func_)(argument_);
   }
-  Functor::Executor* clone() const override { return new ExecutorM1(*this); }
 
  private:
   T* obj_;
@@ -133,11 +190,10 @@ class ExecutorM1 : public Functor::Executor {
 /// Calls any copyable callable taking no arguments (lambdas, free
 /// functions, bound objects); the result is discarded.
 template <class F>
-class ExecutorF : public Functor::Executor {
+class ExecutorF : public CloneableExecutor<ExecutorF<F>> {
  public:
   explicit ExecutorF(F func) : func_(std::move(func)) {}
   void execute() override { static_cast<void>(func_()); }
-  Functor::Executor* clone() const override { return new ExecutorF(*this); }
 
  private:
   F func_;
@@ -149,21 +205,21 @@ class ExecutorF : public Functor::Executor {
 /// any result type.
 template <class T, class F, std::enable_if_t<std::is_member_function_pointer_v<F>, int> = 0>
 Functor makeFunctor(T* obj, F func) {
-  return Functor(new FunctorExecutors::ExecutorM0<T, F>(obj, func));
+  return Functor::make<FunctorExecutors::ExecutorM0<T, F>>(obj, func);
 }
 
 /// A Functor calling obj->func(argument) with a copy of `argument`.
 template <class T, class R, class C, class P, class A>
 Functor makeFunctor(T* obj, R (C::*func)(P), A&& argument) {
   using Stored = std::decay_t<A>;
-  return Functor(new FunctorExecutors::ExecutorM1<T, R, C, P, Stored>(
-      obj, func, std::forward<A>(argument)));
+  return Functor::make<FunctorExecutors::ExecutorM1<T, R, C, P, Stored>>(
+      obj, func, std::forward<A>(argument));
 }
 
 /// A Functor calling `func()`.
 template <class F>
 Functor makeFunctor(F&& func) {
-  return Functor(new FunctorExecutors::ExecutorF<std::decay_t<F>>(std::forward<F>(func)));
+  return Functor::make<FunctorExecutors::ExecutorF<std::decay_t<F>>>(std::forward<F>(func));
 }
 
 }  // namespace QIM

@@ -2,9 +2,11 @@
 
 #include <ace/Guard_T.h>
 
+#include "ActionQueuePlatform.h"
+
 namespace QIM {
 
-ActionQueue::ActionQueue() = default;
+ActionQueue::ActionQueue() : mutex_(nullptr, detail::queueMutexAttributes()) {}
 
 ActionQueue::~ActionQueue() {
   ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
@@ -20,7 +22,13 @@ void ActionQueue::push_back(Functor&& action, int priority) {
   // the lock keeps the lock short.
   action.saveStackTrace();
   ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-  queues_[priority].push_back(std::move(action));
+  // Posts come in runs of one priority: remember its list (map nodes stay
+  // put) and skip the lookup under the lock.
+  if (!lastList_ || lastPriority_ != priority) {
+    lastList_ = &queues_[priority];
+    lastPriority_ = priority;
+  }
+  lastList_->push_back(std::move(action));
   ++count_;
   signal();
 }
@@ -49,6 +57,7 @@ Functor ActionQueue::pop_front() {
 
 void ActionQueue::clear() {
   queues_.clear();
+  lastList_ = nullptr;
   count_ = 0;
 }
 

@@ -29,14 +29,22 @@ std::atomic<bool> Functor::nullPointerDetected{false};
 
 Functor::Executor::~Executor() = default;
 
+Functor::Executor* Functor::Executor::cloneInto(void*, std::size_t) const { return clone(); }
+
+Functor::Executor* Functor::Executor::moveInto(void* storage, std::size_t size) {
+  return cloneInto(storage, size);
+}
+
 Functor::Functor(Executor* executor) : executor_(executor) { QIM_ASSERT(0!=executor_); }
 
 Functor::Functor(const Functor& other)
-    : executor_(other.executor_ ? other.executor_->clone() : nullptr) {}
+    : executor_(other.executor_ ? other.executor_->cloneInto(inline_, InlineExecutorSize)
+                                : nullptr) {}
 
 Functor::Functor(Functor&& other) noexcept
-    : executor_(std::exchange(other.executor_, nullptr)),
-      stackTrace_(std::move(other.stackTrace_)) {}
+    : executor_(nullptr), stackTrace_(std::move(other.stackTrace_)) {
+  takeExecutor(other);
+}
 
 Functor& Functor::operator=(const Functor& other) {
   Functor copy(other);
@@ -45,16 +53,40 @@ Functor& Functor::operator=(const Functor& other) {
 }
 
 Functor& Functor::operator=(Functor&& other) noexcept {
-  Functor taken(std::move(other));
-  swap(taken);
+  if (this != &other) {
+    destroyExecutor();
+    takeExecutor(other);
+    stackTrace_ = std::move(other.stackTrace_);
+  }
   return *this;
 }
 
-Functor::~Functor() { delete executor_; }
+Functor::~Functor() { destroyExecutor(); }
+
+void Functor::takeExecutor(Functor& other) noexcept {
+  if (!other.holdsInline()) {
+    executor_ = std::exchange(other.executor_, nullptr);
+    return;
+  }
+  // An inline executor is moved across and the original dropped.
+  executor_ = other.executor_->moveInto(inline_, InlineExecutorSize);
+  other.destroyExecutor();
+}
+
+void Functor::destroyExecutor() noexcept {
+  if (holdsInline()) {
+    executor_->~Executor();
+  } else {
+    delete executor_;
+  }
+  executor_ = nullptr;
+}
 
 void Functor::swap(Functor& other) noexcept {
-  std::swap(executor_, other.executor_);
-  stackTrace_.swap(other.stackTrace_);
+  if (this == &other) return;
+  Functor held(std::move(other));
+  other = std::move(*this);
+  *this = std::move(held);
 }
 
 void Functor::operator()() {
