@@ -6,6 +6,7 @@
 #include "qimmisc/ObjectManagement.h"
 #include "qimmisc/QIMException.h"
 #include "qimmisc/QIMMiscApi.h"
+#include "qimmisc/TimerScheduler.h"
 
 using ::testing::HasSubstr;
 
@@ -34,6 +35,23 @@ TEST_F(LifecycleTest, UnbalancedExitIsReportedAndCountStaysNegative) {
   QIMMiscApi::init();
   EXPECT_EQ(QIMMiscApi::refCount(), 0);
   EXPECT_EQ(sink_.linesWith("refCount_ should not be negative").size(), 2u);
+}
+
+TEST_F(LifecycleTest, LastExitReportsALiveTimerScheduler) {
+  QIMMiscApi::init();
+  QIMMiscApi::init();
+  auto scheduler = std::make_unique<TimerScheduler>();
+  QIMMiscApi::exit();
+  EXPECT_TRUE(sink_.linesWith("undestroyed objects of type").empty());
+  QIMMiscApi::exit();
+  EXPECT_THAT(sink_.linesWith("undestroyed objects of type"),
+              ::testing::ElementsAre(HasSubstr(
+                  R"(Assertion failed: "count == 0" : 1 undestroyed objects of type QIM::TimerScheduler  OS ERROR)")));
+  scheduler.reset();
+  sink_.clear();
+  QIMMiscApi::init();
+  QIMMiscApi::exit();
+  EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
 }
 
 struct Leaky : TCountedObject<Leaky> {};

@@ -122,10 +122,12 @@ bool ActionThread::awaitPostBriefly(unsigned seenPosts) const {
   return posts_.load(std::memory_order_acquire) != seenPosts;
 }
 
-// A worker that has set Stopped no longer touches the object, so joining it
-// under the mutex cannot deadlock. Called with mutex_ held.
+// A worker that has left its loop (tid_ back to 0) no longer touches the
+// object, so joining it under the mutex cannot deadlock. Called with mutex_
+// held. The state is not the test: a stop reported on a stopped thread
+// leaves it at a stop state with the last worker already gone.
 void ActionThread::joinFinishedWorker() {
-  if (!handle_ || state_ != Stopped) return;
+  if (!handle_ || tid_ != 0) return;
   joinThread(handle_);
   handle_ = nullptr;
 }

@@ -1,16 +1,33 @@
 #include "LibraryObjects.h"
 
+#include "qimmisc/AsyncOpManager.h"
+#include "qimmisc/ObjectManagement.h"
+#include "qimmisc/RefCounted.h"
+#include "qimmisc/TimerScheduler.h"
+#ifdef _WIN32
+#include "qimmisc/ActionWindow.h"
+#endif
+
 namespace QIM {
 namespace detail {
 
 void createLibraryObjects() {
-  // The main settings (VelderIni) and the ringtone settings join here when
-  // the settings classes exist.
+  // The main settings (VelderIni) and then the ringtone settings are made
+  // here once the settings classes exist.
 }
 
 void destroyLibraryObjects() {
-  // Reverse order of createLibraryObjects, then the leak checks of
-  // TimerScheduler and AsyncOpManager.
+  // The ringtone settings, then the main settings, go first here, in the
+  // reverse order of createLibraryObjects.
+
+  // Leak reports of the thread-owning classes. The counters live in this
+  // module, where the objects are constructed, so the checks run here too.
+  TCountedObject<TimerScheduler>::objectCountSanity();
+  TCountedObject<AsyncOpManager>::objectCountSanity();
+#ifdef _WIN32
+  TCountedObject<ActionWindow>::objectCountSanity();
+#endif
+  Net::NetworkRefCounted::shutdownSanityCheck();
 }
 
 }  // namespace detail
