@@ -1,0 +1,161 @@
+// AsyncOpManager: blocking operations on threads of their own, with their
+// results delivered as actions on the owner's queue.
+//
+// Each operation is a Functor that runs on a new thread named "AOM-<n>" (n
+// counts every operation thread the process ever started, from 1). When it
+// has finished, the operation calls reportResult with a second Functor that
+// carries its result; the manager posts that Functor, at priority 5, to the
+// ActionQueue named at construction, so the owner receives it on its own
+// thread. At most maxThreads operations run at once; the rest wait in
+// arrival order. terminate drops every result that has not been delivered
+// yet, so the owner sees none after it returns.
+//
+//   class Lookup {
+//     Lookup(ActionQueue& myQueue) : ops_(myQueue, 4) {}
+//     void find(const std::string& name) {
+//       ops_.startOp(makeFunctor([this, name] {
+//         Entry e = slowDirectoryQuery(name);  // blocks this operation thread
+//         ops_.reportResult(makeFunctor(this, &Lookup::found, e));  // last step
+//       }));
+//     }
+//     void found(Entry e);  // runs on myQueue's thread
+//     ~Lookup() { ops_.terminate(); }  // on myQueue's thread
+//     AsyncOpManager ops_;
+//   };
+//
+// The contract of an operation:
+//  - it obtains its manager however its author likes; normally the manager's
+//    address is bound into the operation's Functor, as above;
+//  - it calls reportResult exactly once, on its own thread, as its last use
+//    of the manager: once reportResult has returned (true or false) the
+//    owner may terminate and destroy the manager at any moment;
+//  - after reportResult it only unwinds: it must not wait for the owner's
+//    thread, which may be joining it (see Threads below);
+//  - an operation that returns without calling reportResult keeps its slot
+//    for ever (an ERROR line names it) and makes terminate wait for ever. One
+//    that throws instead is logged and gives its slot up without a result.
+//
+// Threads. Operation threads are joinable. A thread that has reported is
+// joined by the next delivery of any result on the queue's thread, by
+// terminate, or by the destructor, whichever comes first; so no thread or
+// handle outlives the manager, and when terminate returns every operation
+// thread the manager started has called reportResult and has ended.
+//
+// Thread affinity. startOp may be called from any thread, reportResult only
+// by operation threads. Results are delivered, and terminate and the
+// destructor must run, on the queue's thread (or, for the destructor, once
+// that queue no longer runs this manager's results); the manager learns that
+// thread from the first result it delivers and reports a terminate from any
+// other.
+#pragma once
+
+#include <ace/Condition_Thread_Mutex.h>
+#include <ace/Thread_Mutex.h>
+
+#include <atomic>
+#include <list>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "qimmisc/ActionQueue.h"
+#include "qimmisc/Export.h"
+#include "qimmisc/ObjectManagement.h"
+#include "qimmisc/functor.h"
+
+namespace QIM {
+
+class QIMMISC_API AsyncOpManager : public TCountedObject<AsyncOpManager> {
+ public:
+  /// The priority at which results are posted to the owner's queue.
+  static constexpr int ResultPriority = 5;
+
+  /// Results will be posted to `queue`, which must outlive the manager. At
+  /// most `maxThreads` operations run at once; 0 means no limit. Nothing
+  /// runs yet.
+  AsyncOpManager(ActionQueue& queue, unsigned int maxThreads);
+
+  /// Reports "threads_.empty()" when operations are still running and
+  /// "!terminating_" when a terminate is in progress. Running operations are
+  /// then waited for as by terminate, so that none of them ever reaches a
+  /// destroyed manager. Results still on their way are dropped, pending
+  /// operations are destroyed unrun, and finished threads are joined.
+  virtual ~AsyncOpManager();
+
+  AsyncOpManager(const AsyncOpManager&) = delete;
+  AsyncOpManager& operator=(const AsyncOpManager&) = delete;
+
+  /// Runs `op` on a new thread "AOM-<n>" when fewer than maxThreads
+  /// operations run (or there is no limit); otherwise queues a copy behind
+  /// the operations already waiting. Any thread. A start during terminate is
+  /// reported ("!terminating_") and goes ahead all the same. An empty `op`
+  /// could never report, so it is reported ("!op.empty()") and ignored.
+  /// When no thread can be made, createThread's std::bad_alloc reaches the
+  /// caller and `op` is neither running nor queued.
+  void startOp(const Functor& op);
+
+  /// Called by an operation on its own thread, once, as its last use of the
+  /// manager. Frees the operation's slot and posts `result` to the owner's
+  /// queue, where it is called on the queue's thread unless terminate comes
+  /// first; then starts the oldest waiting operation, if any, on a new
+  /// thread. Returns true when the result was posted, false when the manager
+  /// is terminating and dropped it. A thread that is not a running operation
+  /// of this manager is reported ("it!=threads_.end()") and its result is
+  /// posted anyway.
+  bool reportResult(const Functor& result);
+
+  /// Waits until every running operation has called reportResult (their
+  /// results are dropped), drops every result posted but not yet delivered,
+  /// destroys the waiting operations unrun and joins the operation threads.
+  /// Then the manager is idle and startOp works as before. Call it on the
+  /// queue's thread; another thread, once the queue's thread is known, is
+  /// reported (and terminates all the same). Called by a running operation
+  /// of this manager it would wait for itself: that is reported and nothing
+  /// is terminated.
+  void terminate();
+
+ private:
+  // A running operation's thread. `reported` is shared with the thread's
+  // body, which reads it after the operation returns or throws without
+  // touching the manager.
+  struct RunningOp {
+    unsigned long tid;
+    void* handle;
+    std::shared_ptr<std::atomic<bool>> reported;
+  };
+
+  // Starts `op` on a new thread and registers it. Called with mutex_ held.
+  void startLocked(const Functor& op);
+  // Starts waiting operations while there are free slots. Called with
+  // mutex_ held.
+  void startPendingLocked();
+  // The steps of terminate from setting terminating_ on, shared with the
+  // destructor. Called with mutex_ held; hands the waiting operations to
+  // `dropped` and returns the threads to join, both for after the mutex.
+  std::vector<void*> terminateLocked(std::list<Functor>& dropped);
+  // An operation whose thread ended by an exception before it reported.
+  void abandon(unsigned long tid);
+  // The posted action: delivers `result` unless `canceled` was set.
+  static void resultReporter(const std::shared_ptr<bool>& canceled, AsyncOpManager* that,
+                             Functor& result);
+  // Joins threads that have reported; called without mutex_.
+  static void joinAll(const std::vector<void*>& handles);
+
+  ActionQueue& queue_;
+  unsigned long queueTid_ = 0;
+  bool haveQueueTid_ = false;
+  std::list<RunningOp> threads_;
+  // One flag per result posted and not yet delivered. A flag is shared by
+  // the posted action and this set, so that setting it stays safe even when
+  // the queue destroys the action unrun.
+  std::set<std::shared_ptr<bool>> cancelers_;
+  // Handles of threads that have reported and have not been joined yet.
+  std::vector<void*> finished_;
+  ACE_Thread_Mutex mutex_;
+  ACE_Condition_Thread_Mutex cond_;
+  bool terminating_ = false;
+  const unsigned int maxThreads_;
+  std::list<Functor> pending_;
+};
+
+}  // namespace QIM
