@@ -2,11 +2,9 @@
 
 #include <ace/Guard_T.h>
 
-#include "ActionQueuePlatform.h"
-
 namespace QIM {
 
-ActionQueue::ActionQueue() : mutex_(nullptr, detail::queueMutexAttributes()) {}
+ActionQueue::ActionQueue() = default;
 
 ActionQueue::~ActionQueue() {
   ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
