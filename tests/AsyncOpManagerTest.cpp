@@ -65,33 +65,6 @@ struct OpenOnExit {
   ~OpenOnExit() { gate.open(); }
 };
 
-// A queue whose actions run only when a test calls runAll, on the calling
-// thread: results stay "posted but not delivered" for as long as needed.
-class ManualQueue : public ActionQueue {
- public:
-  unsigned long tid() const override { return 0; }
-  int runAll() {
-    int ran = 0;
-    for (;;) {
-      Functor action;
-      {
-        ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-        if (empty()) return ran;
-        action = pop_front();
-      }
-      action();
-      ++ran;
-    }
-  }
-  void discard() {
-    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-    clear();
-  }
-
- protected:
-  void signal() override {}
-};
-
 class AsyncOpManagerTest : public test::TracingTest {
  protected:
   void SetUp() override {
@@ -420,7 +393,7 @@ TEST_F(AsyncOpManagerTest, AnOperationThatThrowsGivesUpItsSlotWithoutAResult) {
 }
 
 TEST_F(AsyncOpManagerTest, MisuseIsReportedAndHandled) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   AsyncOpManager manager(queue, 0);
   std::atomic<int> delivered{0};
   auto result = makeFunctor([&] { ++delivered; });
@@ -464,14 +437,14 @@ TEST_F(AsyncOpManagerTest, MisuseIsReportedAndHandled) {
 }
 
 TEST_F(AsyncOpManagerTest, ResultsOutliveTheirManagerOrQueueSafely) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   std::atomic<int> delivered{0};
   auto result = makeFunctor([&] { ++delivered; });
   {
     AsyncOpManager manager(queue, 0);
     // Results the queue throws away unrun leave nothing dangling behind.
     manager.reportResult(result);
-    queue.discard();
+    queue.discardAll();
     manager.terminate();
     // A result still queued when the manager goes is dropped, not run
     // against the destroyed manager.

@@ -1,5 +1,8 @@
 #include "TestSupport.h"
 
+#include <ace/Guard_T.h>
+#include <ace/Thread.h>
+
 #include <chrono>
 #include <thread>
 
@@ -51,6 +54,31 @@ bool eventually(const std::function<bool()>& done) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   return true;
+}
+
+ManualQueue::ManualQueue() : tid_(static_cast<unsigned long>(ACE_Thread::self())) {}
+
+int ManualQueue::runAll() {
+  int ran = 0;
+  for (;;) {
+    Functor action;
+    {
+      ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+      if (empty()) return ran;
+      action = pop_front();
+    }
+    action();
+    ++ran;
+  }
+}
+
+void ManualQueue::discardAll() {
+  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+  clear();
+}
+
+bool ManualQueue::waitForQueued(int count) {
+  return eventually([this, count] { return size(-1) >= count; });
 }
 
 void TracingTest::SetUp() {

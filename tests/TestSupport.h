@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "qimmisc/ActionQueue.h"
 #include "qimmisc/DbgMsg.h"
 
 namespace QIM::test {
@@ -56,6 +57,27 @@ class Gate {
 /// Polls `done` until it holds or about 10 seconds pass; whether it held.
 /// For state another thread reaches; never a measure of speed.
 bool eventually(const std::function<bool()>& done);
+
+/// A queue served by hand on the thread that made it: that thread is the
+/// queue's thread, and nothing runs until the test says so.
+class ManualQueue : public ActionQueue {
+ public:
+  ManualQueue();
+  unsigned long tid() const override { return tid_; }
+  /// Runs every queued action, in queue order, on the calling thread;
+  /// returns how many ran.
+  int runAll();
+  /// Destroys every queued action unrun.
+  void discardAll();
+  /// Waits until at least `count` actions are queued by another thread.
+  bool waitForQueued(int count);
+
+ protected:
+  void signal() override {}
+
+ private:
+  const unsigned long tid_;
+};
 
 /// Installs a CaptureSink as the main destination with every channel open,
 /// and restores the default configuration afterwards.

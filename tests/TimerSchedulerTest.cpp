@@ -24,46 +24,6 @@ using ::testing::SizeIs;
 namespace QIM {
 namespace {
 
-// A queue served by hand on the thread that made it: the test thread is the
-// queue's thread, so cancel is called where it belongs and nothing runs
-// until the test says so.
-class ManualQueue : public ActionQueue {
- public:
-  ManualQueue() : tid_(static_cast<unsigned long>(ACE_Thread::self())) {}
-  unsigned long tid() const override { return tid_; }
-
-  // Runs every queued action, in queue order; returns how many ran.
-  int runAll() {
-    int ran = 0;
-    for (;;) {
-      Functor action;
-      {
-        ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-        if (empty()) return ran;
-        action = pop_front();
-      }
-      action();
-      ++ran;
-    }
-  }
-
-  // Destroys every queued action unrun.
-  void dropAll() {
-    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-    clear();
-  }
-
-  // Waits until `count` actions are queued (posted by the scheduler thread).
-  bool waitForQueued(int count) {
-    return test::eventually([this, count] { return size(-1) >= count; });
-  }
-
- protected:
-  void signal() override {}
-
- private:
-  const unsigned long tid_;
-};
 
 // Counts the live copies of an action and the times it ran, to see timers
 // freed (their action copy is destroyed) and never run.
@@ -113,7 +73,7 @@ class TimerFiringTest : public TimerSchedulerTest,
 
 TEST_P(TimerFiringTest, DueTimerIsPostedOnceAtItsPriorityAndRunsOnTheQueueThread) {
   const DelayCase& c = GetParam();
-  ManualQueue queue;
+  test::ManualQueue queue;
   TimerScheduler timers;
   Counts counts;
   Timer* timer = timers.schedule(tracked(counts), &queue, c.delay, c.highPriority);
@@ -147,7 +107,7 @@ TEST_F(TimerSchedulerTest, TimersWithTheSameDelayFireInSchedulingOrder) {
   // Scheduled back to back, many of these share an expiry time; ties must
   // keep scheduling order, and the queue keeps posting order.
   constexpr int kTimers = 300;
-  ManualQueue queue;
+  test::ManualQueue queue;
   TimerScheduler timers;
   std::vector<int> order;
   for (int i = 0; i < kTimers; ++i) {
@@ -160,7 +120,7 @@ TEST_F(TimerSchedulerTest, TimersWithTheSameDelayFireInSchedulingOrder) {
 }
 
 TEST_F(TimerSchedulerTest, AnEarlierTimerWakesTheThreadWaitingForALaterOne) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   TimerScheduler timers;
   Counts late, soon;
   Timer* later = timers.schedule(tracked(late), &queue, kOneHour, false);
@@ -180,7 +140,7 @@ TEST_F(TimerSchedulerTest, AnEarlierTimerWakesTheThreadWaitingForALaterOne) {
 // ---- Cancelling -------------------------------------------------------------
 
 TEST_F(TimerSchedulerTest, CancelBeforeExpiryFreesTheTimerAtOnce) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   TimerScheduler timers;
   Counts counts;
   Timer* timer = timers.schedule(tracked(counts), &queue, kOneHour, false);
@@ -193,7 +153,7 @@ TEST_F(TimerSchedulerTest, CancelBeforeExpiryFreesTheTimerAtOnce) {
 }
 
 TEST_F(TimerSchedulerTest, CancelAfterPostingDiscardsTheActionWhenTheQueueReachesIt) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   TimerScheduler timers;
   Counts counts;
   Timer* timer = timers.schedule(tracked(counts), &queue, kNow, false);
@@ -216,7 +176,7 @@ class UnknownTimerTest : public TimerSchedulerTest,
                          public ::testing::WithParamInterface<Unknown> {};
 
 TEST_P(UnknownTimerTest, IsReportedAndLeftAlone) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   TimerScheduler mine, other;
   Counts counts;
   Timer* timer = nullptr;
@@ -255,7 +215,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, UnknownTimerTest,
                                            Unknown::AlreadyCanceled));
 
 TEST_F(TimerSchedulerTest, NullArgumentsAreHarmless) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   TimerScheduler timers;
   Counts counts;
   timers.cancel(nullptr);
@@ -334,7 +294,7 @@ TEST_F(TimerSchedulerTest, ActionsRunOnTheQueueThreadAndMayRescheduleAndCancel) 
 }
 
 TEST_F(TimerSchedulerTest, ExtremeDelaysNeitherOverflowNorStallTheThread) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   TimerScheduler timers;
   Counts never, soon;
   Timer* forever = timers.schedule(tracked(never), &queue, ACE_Time_Value(kIntMax), false);
@@ -354,7 +314,7 @@ TEST_F(TimerSchedulerTest, ExtremeDelaysNeitherOverflowNorStallTheThread) {
 // ---- Lifetime ---------------------------------------------------------------
 
 TEST_F(TimerSchedulerTest, DestroyingASchedulerFreesPendingTimersAndDiscardsPostedOnes) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   Counts pending, posted;
   Timer* postedTimer = nullptr;
   {
@@ -382,11 +342,11 @@ class DroppedByQueueTest : public TimerSchedulerTest,
 TEST_P(DroppedByQueueTest, PostedTimerDroppedUnrunIsFreedExactlyOnce) {
   const bool cancelAfterwards = GetParam();
   Counts counts;
-  ManualQueue queue;
+  test::ManualQueue queue;
   auto timers = std::make_unique<TimerScheduler>();
   Timer* timer = timers->schedule(tracked(counts), &queue, kNow, false);
   ASSERT_TRUE(queue.waitForQueued(1));
-  queue.dropAll();
+  queue.discardAll();
   EXPECT_EQ(counts.live.load(), 0);
   if (cancelAfterwards) {
     timers->cancel(timer);
@@ -409,7 +369,7 @@ std::size_t schedulerThreadStarts(const test::CaptureSink& sink) {
 }
 
 TEST_F(TimerSchedulerTest, AllSchedulersShareOneThreadWhileAnyLives) {
-  ManualQueue queue;
+  test::ManualQueue queue;
   Counts counts;
   {
     TimerScheduler first;
@@ -442,7 +402,7 @@ TEST_F(TimerSchedulerTest, AllSchedulersShareOneThreadWhileAnyLives) {
 TEST_F(TimerSchedulerTest, LastSchedulerDestroyedWhileANewOneIsMade) {
   DbgMsg::initChannels(nullptr);  // only ERROR: many rounds
   constexpr int kRounds = 40;
-  ManualQueue queue;
+  test::ManualQueue queue;
   Counts counts;
   for (int round = 0; round < kRounds; ++round) {
     auto old = std::make_unique<TimerScheduler>();

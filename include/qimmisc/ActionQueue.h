@@ -61,6 +61,11 @@ class QIMMISC_API ActionQueue {
   /// caller holds mutex_.
   void clear();
 
+  /// Runs an action taken off the queue, without mutex_ held. An exception
+  /// it throws is logged on ERROR and goes no further: it must not take the
+  /// executing thread down, nor unwind through a message loop or reactor.
+  static void runAction(Functor& action);
+
   /// Guards the queue; subclasses guard their own state with it too.
   mutable ACE_Thread_Mutex mutex_;
 

@@ -2,6 +2,10 @@
 
 #include <ace/Guard_T.h>
 
+#include <exception>
+
+#include "qimmisc/Trace.h"
+
 namespace QIM {
 
 ActionQueue::ActionQueue() = default;
@@ -51,6 +55,16 @@ Functor ActionQueue::pop_front() {
     return action;
   }
   return Functor();
+}
+
+void ActionQueue::runAction(Functor& action) {
+  try {
+    action();
+  } catch (const std::exception& e) {
+    QIM_ERROR("action threw an exception: " << e.what());
+  } catch (...) {
+    QIM_ERROR("action threw an exception of unknown type");
+  }
 }
 
 void ActionQueue::clear() {

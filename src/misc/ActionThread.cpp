@@ -147,15 +147,7 @@ void ActionThread::run() {
       {
         Functor action = that->pop_front();
         that->mutex_.release();
-        try {
-          action();
-        } catch (const std::exception& e) {
-          // An action's failure must not take the worker (and the process)
-          // down with it; the posting trace was shown while it ran.
-          QIM_ERROR("action threw an exception: " << e.what());
-        } catch (...) {
-          QIM_ERROR("action threw an exception of unknown type");
-        }
+        runAction(action);
       }
       that->mutex_.acquire();
       continue;

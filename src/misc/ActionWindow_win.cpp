@@ -28,17 +28,6 @@ namespace {
 constexpr DWORD kClassAlreadyExists = 1410;  // ERROR_CLASS_ALREADY_EXISTS
 constexpr int kOwnerSlot = GWLP_USERDATA;
 
-// An action's failure must not unwind through the system's dispatching
-// frames; it is logged and the loop goes on.
-void runGuarded(Functor& action) {
-  try {
-    action();
-  } catch (const std::exception& e) {
-    QIM_ERROR("action threw an exception: " << e.what());
-  } catch (...) {
-    QIM_ERROR("action threw an exception of unknown type");
-  }
-}
 
 // Registers the shared class, or checks that the one already registered
 // under the name is ours.
@@ -265,7 +254,7 @@ LRESULT ActionWindow::runOneAction() {
     {
       Functor action = pop_front();
       lock.release();
-      runGuarded(action);
+      runAction(action);  // never unwinds through the dispatcher
     }  // destroyed unlocked: its destruction may post to this queue
     lock.acquire();
     executing_ = wasExecuting;
@@ -290,7 +279,7 @@ LRESULT ActionWindow::runHighPriorityActions() {
       Functor action(std::move(highPriList_.front()));
       highPriList_.pop_front();
       lock.release();
-      runGuarded(action);
+      runAction(action);  // never unwinds through the dispatcher
     }
     lock.acquire();
   }

@@ -126,14 +126,7 @@ int ReactorActionQueue::handle_timeout(const ACE_Time_Value& /*currentTime*/, co
   {
     Functor action = pop_front();
     lock.release();
-    try {
-      action();
-    } catch (const std::exception& e) {
-      // Unwinding through the reactor would leave its state broken.
-      QIM_ERROR("action threw an exception: " << e.what());
-    } catch (...) {
-      QIM_ERROR("action threw an exception of unknown type");
-    }
+    runAction(action);
   }
   return 0;
 }
