@@ -4,6 +4,7 @@
 #include <ace/Thread.h>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <thread>
 #include <vector>
@@ -39,17 +40,25 @@ struct Tracked {
 };
 std::atomic<int> Tracked::live{0};
 
-TEST_F(ActionThreadTest, HigherPriorityOvertakesWaitingActionsButKeepsFifoWithin) {
-  ActionThread worker;
-  Recorder rec;
-  test::Gate busy, release;
-  worker.start("QIM::Test");
-  worker.push_back(makeFunctor([&] {
+// Posts an action that keeps the worker busy until `release` opens (then
+// runs `after`), and returns once the worker has started it.
+void occupy(ActionThread& worker, test::Gate& release, std::function<void()> after = {}) {
+  test::Gate busy;
+  worker.push_back(makeFunctor([&busy, &release, after] {
                      busy.open();
                      release.wait();
+                     if (after) after();
                    }),
                    0);
   busy.wait();
+}
+
+TEST_F(ActionThreadTest, HigherPriorityOvertakesWaitingActionsButKeepsFifoWithin) {
+  ActionThread worker;
+  Recorder rec;
+  test::Gate release;
+  worker.start("QIM::Test");
+  occupy(worker, release);
   worker.push_back(rec.record("a0"), 0);
   worker.push_back(rec.record("b0"), 0);
   worker.push_highPriority(rec.record("high"));
@@ -69,14 +78,9 @@ TEST_F(ActionThreadTest, HigherPriorityOvertakesWaitingActionsButKeepsFifoWithin
 TEST_F(ActionThreadTest, ImmediateStopLeavesActionsQueuedForTheNextStart) {
   ActionThread worker;
   Recorder rec;
-  test::Gate busy, release;
+  test::Gate release;
   worker.start("QIM::Test");
-  worker.push_back(makeFunctor([&] {
-                     busy.open();
-                     release.wait();
-                   }),
-                   0);
-  busy.wait();
+  occupy(worker, release);
   worker.push_back(rec.record("x"), 0);
   worker.push_back(rec.record("y"), 1);
   worker.stop(ActionThread::StopImmediate, ActionThread::ReturnNoWait);
@@ -141,15 +145,9 @@ TEST_F(ActionThreadTest, ActionsStillQueuedAtDestructionAreDestroyedUnrun) {
 TEST_F(ActionThreadTest, FlushDiscardsQueuedButNotTheRunningAction) {
   ActionThread worker;
   std::atomic<int> runs{0};
-  test::Gate busy, release;
+  test::Gate release;
   worker.start("QIM::Test");
-  worker.push_back(makeFunctor([&] {
-                     busy.open();
-                     release.wait();
-                     ++runs;
-                   }),
-                   0);
-  busy.wait();
+  occupy(worker, release, [&runs] { ++runs; });
   for (int i = 0; i < 3; ++i) worker.push_back(makeFunctor(Tracked(&runs)), 0);
   worker.flush();
   EXPECT_EQ(worker.size(-1), 0);
