@@ -41,6 +41,8 @@ TEST_F(LifecycleTest, LastExitReportsALiveTimerScheduler) {
   QIMMiscApi::init();
   QIMMiscApi::init();
   auto scheduler = std::make_unique<TimerScheduler>();
+  // The host reads the library's own counter.
+  EXPECT_EQ(TCountedObject<TimerScheduler>::liveCount(), 1);
   QIMMiscApi::exit();
   EXPECT_TRUE(sink_.linesWith("undestroyed objects of type").empty());
   QIMMiscApi::exit();

@@ -60,6 +60,8 @@ struct HWND__;
 
 namespace QIM {
 
+QIM_EXPORT_COUNTED_OBJECT(ActionWindow);
+
 /// Runs actions on the thread that pumps the messages of a hidden window.
 class QIMMISC_API ActionWindow : public ActionQueue, public TCountedObject<ActionWindow> {
  public:

@@ -65,6 +65,8 @@
 
 namespace QIM {
 
+QIM_EXPORT_COUNTED_OBJECT(AsyncOpManager);
+
 class QIMMISC_API AsyncOpManager : public TCountedObject<AsyncOpManager> {
  public:
   /// The priority at which results are posted to the owner's queue.

@@ -19,8 +19,9 @@ QIMMISC_API std::string typeName(const std::type_info& type);
 
 /// Counts the live objects of type T in one process-wide counter per type.
 /// Use it as a base (class TimerScheduler : TCountedObject<TimerScheduler>)
-/// or as a member. The counter lives in the module that instantiates it, so
-/// count a type inside the module that constructs it.
+/// or as a member. A type counted by a shared library declares its
+/// instantiation exported (QIM_EXPORT_COUNTED_OBJECT), so the library and
+/// its users read one counter; otherwise each module counts on its own.
 template <class T>
 class TCountedObject {
  public:
@@ -41,8 +42,21 @@ class TCountedObject {
   }
 
  private:
-  inline static std::atomic<long> count_{0};
+  static std::atomic<long> count_;
 };
+
+template <class T>
+std::atomic<long> TCountedObject<T>::count_{0};
+
+/// Declares the counter of `Type`, a class of this library, as the one the
+/// library exports; put it before the class definition. The library
+/// instantiates it in the class's source file with QIM_INSTANTIATE_COUNTED_OBJECT.
+#define QIM_EXPORT_COUNTED_OBJECT(Type) \
+  class Type;                           \
+  extern template class QIMMISC_API ::QIM::TCountedObject<Type>
+
+#define QIM_INSTANTIATE_COUNTED_OBJECT(Type) \
+  template class ::QIM::TCountedObject<Type>
 
 /// Marks a scope in which heap checking could be enabled; does nothing in
 /// this build.

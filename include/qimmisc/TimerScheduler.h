@@ -55,6 +55,8 @@ namespace QIM {
 /// freed once the timer has run or been cancelled.
 class Timer;
 
+QIM_EXPORT_COUNTED_OBJECT(TimerScheduler);
+
 /// Schedules one-shot timers on the process-wide scheduler thread.
 class QIMMISC_API TimerScheduler : public TCountedObject<TimerScheduler> {
  public:

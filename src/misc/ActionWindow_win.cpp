@@ -17,6 +17,8 @@
 
 namespace QIM {
 
+QIM_INSTANTIATE_COUNTED_OBJECT(ActionWindow);
+
 // The header spells the procedure's type without <windows.h>.
 static_assert(std::is_same_v<decltype(&ActionWindow::actionWindowProc), WNDPROC>,
               "actionWindowProc must be a WNDPROC");

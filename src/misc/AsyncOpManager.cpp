@@ -15,6 +15,8 @@
 
 namespace QIM {
 
+QIM_INSTANTIATE_COUNTED_OBJECT(AsyncOpManager);
+
 namespace {
 
 // Numbers the operation threads of the whole process: AOM-1, AOM-2, ...

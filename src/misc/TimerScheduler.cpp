@@ -24,6 +24,8 @@
 
 namespace QIM {
 
+QIM_INSTANTIATE_COUNTED_OBJECT(TimerScheduler);
+
 namespace detail {
 // The absolute monotonic time to wait until for a timer expiring at
 // `expiry`: later than `expiry` where the platform's timed wait would
