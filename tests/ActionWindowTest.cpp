@@ -34,9 +34,8 @@ constexpr UINT kSentinel = WM_APP + 2;
 
 using Observer = std::function<void(const MSG&)>;
 
-// Pumps the calling thread's messages until `done` holds, showing each
-// retrieved message to `observe` before dispatching it. Gives up (false)
-// after about 10 seconds instead of hanging.
+// Pumps messages until `done`, showing each to `observe` before dispatch;
+// false after about 10 seconds.
 bool pumpUntil(const std::function<bool()>& done, const Observer& observe = {}) {
   const ULONGLONG deadline = GetTickCount64() + 10000;
   while (!done()) {
@@ -51,8 +50,7 @@ bool pumpUntil(const std::function<bool()>& done, const Observer& observe = {}) 
   return true;
 }
 
-// Posts a sentinel to the calling thread and pumps until it comes back:
-// everything posted before it has then been delivered.
+// Pumps until a sentinel posted now comes back: all earlier posts delivered.
 bool pumpUntilSentinel(const Observer& observe = {}) {
   PostThreadMessageW(GetCurrentThreadId(), kSentinel, 0, 0);
   bool seen = false;
@@ -71,8 +69,6 @@ bool contains(const std::vector<std::string>& events, const std::string& event) 
   return std::find(events.begin(), events.end(), event) != events.end();
 }
 
-// Actions and the checks of their results all run on the test thread (the
-// window thread); other threads only post.
 class ActionWindowTest : public test::TracingTest {
  protected:
   void SetUp() override {
@@ -228,29 +224,32 @@ TEST_F(ActionWindowTest, FlushDiscardsOrdinaryActionsAndKeepsHighPriorityOnes) {
   window.halt();
 }
 
-TEST_F(ActionWindowTest, SecondWindowSharesTheClassAndRunsItsOwnActions) {
+TEST_F(ActionWindowTest, SecondWindowSharesTheClassAndThrowingActionsAreLogged) {
   ActionWindow first(false);
   ActionWindow second(true);
   first.init();
   second.init();
-  WNDCLASSW wc = {};
-  ASSERT_TRUE(GetClassInfoW(GetModuleHandleW(nullptr), ActionWindow::ClassName, &wc));
-  EXPECT_EQ(wc.lpfnWndProc, &ActionWindow::actionWindowProc);
-
   first.push_back(record("first"), 0);
   second.push_back(record("second"), 0);
   ASSERT_TRUE(pumpUntil([&] { return events_.size() == 2; }));
   EXPECT_THAT(events_, ElementsAre("first", "second"));
 
+  // Throwing actions are logged and the queue goes on.
   first.halt();
-  second.push_highPriority(record("second again"));
-  ASSERT_TRUE(pumpUntil([&] { return events_.size() == 3; }));
+  second.push_back(makeFunctor([]() -> void { throw std::runtime_error("ordinary boom"); }), 0);
+  second.push_back(record("after"), 0);
+  second.push_highPriority(makeFunctor([]() -> void { throw 42; }));
+  second.push_highPriority(record("high after"));
+  ASSERT_TRUE(pumpUntil([&] { return events_.size() == 4; }));
+  EXPECT_EQ(sink_.linesWith("action threw an exception: ordinary boom").size(), 1u);
+  EXPECT_EQ(sink_.linesWith("action threw an exception of unknown type").size(), 1u);
+  EXPECT_FALSE(second.isExecuting());
   second.halt();
   EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
   EXPECT_TRUE(sink_.linesWith("Throwing").empty());
 }
 
-TEST_F(ActionWindowTest, ActionsPostedWithoutAWindowWaitForTheNextInit) {
+TEST_F(ActionWindowTest, ActionsPostedWithoutAWindowOrAfterHaltWaitForTheNextInit) {
   ActionWindow window(false);
   window.push_back(record("before init"), 0);
   window.push_highPriority(record("high before init"));
@@ -259,17 +258,22 @@ TEST_F(ActionWindowTest, ActionsPostedWithoutAWindowWaitForTheNextInit) {
   ASSERT_TRUE(pumpUntil([&] { return events_.size() == 2; }));
   EXPECT_THAT(events_, UnorderedElementsAre("high before init", "before init"));
 
-  window.halt();
+  // A high-priority action may halt its own window; posts then wait again.
   events_.clear();
+  window.push_highPriority(makeFunctor([&] {
+    window.halt();
+    events_.push_back("halted");
+  }));
+  ASSERT_TRUE(pumpUntil([&] { return contains(events_, "halted"); }));
   window.push_back(record("while halted"), 0);
   window.push_highPriority(record("high while halted"));
   ASSERT_TRUE(pumpUntilSentinel());
-  EXPECT_TRUE(events_.empty());
+  EXPECT_THAT(events_, ElementsAre("halted"));
   EXPECT_EQ(window.size(-1), 1);
 
   window.init();
-  ASSERT_TRUE(pumpUntil([&] { return events_.size() == 2; }));
-  EXPECT_THAT(events_, UnorderedElementsAre("high while halted", "while halted"));
+  ASSERT_TRUE(pumpUntil([&] { return events_.size() == 3; }));
+  EXPECT_THAT(events_, UnorderedElementsAre("halted", "high while halted", "while halted"));
   window.halt();
   EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
 }
@@ -282,36 +286,6 @@ TEST_F(ActionWindowTest, HaltLetsInTheHighPriorityMessageBeingSent) {
   ASSERT_TRUE(test::eventually([&] { return sink_.contains("ActionWindow::highPriorityFunc"); }));
   window.halt();  // a plain wait for the worker would never return
   EXPECT_THAT(events_, ElementsAre("H"));
-}
-
-TEST_F(ActionWindowTest, HaltInsideHighPriorityActionThenInitAgain) {
-  ActionWindow window(false);
-  window.init();
-  window.push_highPriority(makeFunctor([&] {
-    window.halt();
-    events_.push_back("halted");
-  }));
-  ASSERT_TRUE(pumpUntil([&] { return contains(events_, "halted"); }));
-  window.init();
-  window.push_highPriority(record("H"));
-  window.push_back(record("O"), 0);
-  ASSERT_TRUE(pumpUntil([&] { return contains(events_, "O") && contains(events_, "H"); }));
-  window.halt();
-  EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
-}
-
-TEST_F(ActionWindowTest, ThrowingActionsAreLoggedAndTheQueueGoesOn) {
-  ActionWindow window(false);
-  window.init();
-  window.push_back(makeFunctor([]() -> void { throw std::runtime_error("ordinary boom"); }), 0);
-  window.push_back(record("after"), 0);
-  window.push_highPriority(makeFunctor([]() -> void { throw 42; }));
-  window.push_highPriority(record("high after"));
-  ASSERT_TRUE(pumpUntil([&] { return events_.size() == 2; }));
-  EXPECT_EQ(sink_.linesWith("action threw an exception: ordinary boom").size(), 1u);
-  EXPECT_EQ(sink_.linesWith("action threw an exception of unknown type").size(), 1u);
-  EXPECT_FALSE(window.isExecuting());
-  window.halt();
 }
 
 TEST_F(ActionWindowTest, ForeignWakeUpMessagesRunNothing) {

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ace/Guard_T.h>
 #include <ace/Thread.h>
 
 #include <atomic>
@@ -58,8 +57,7 @@ struct Tracked {
 };
 std::atomic<int> Tracked::live{0};
 
-// Opens a gate when the scope ends, so that a failed check never leaves an
-// operation blocked (and the manager's destructor waiting for it).
+// Opens a gate at scope end: a failed check never leaves an operation blocked.
 struct OpenOnExit {
   test::Gate& gate;
   ~OpenOnExit() { gate.open(); }
@@ -88,8 +86,14 @@ class AsyncOpManagerTest : public test::TracingTest {
     done.wait();
   }
 
-  void terminateOnOwner(AsyncOpManager& manager) {
-    onOwner([&manager] { manager.terminate(); });
+  void terminateOnOwner(AsyncOpManager& manager) { onOwner([&manager] { manager.terminate(); }); }
+  // Queues a terminate on the owner's thread that sets `terminated` when done.
+  void terminateLater(AsyncOpManager& manager, std::atomic<bool>& terminated) {
+    owner_.push_back(makeFunctor([&manager, &terminated] {
+                       manager.terminate();
+                       terminated = true;
+                     }),
+                     0);
   }
 
   // Whether a terminate of `manager` is under way: a start during one is
@@ -231,11 +235,7 @@ TEST_F(AsyncOpManagerTest, TerminateWaitsForRunningOperationsAndDropsTheirResult
   manager.startOp(op(release1, posted1));
   manager.startOp(op(release2, posted2));
   ASSERT_TRUE(test::eventually([&] { return started == 2; }));
-  owner_.push_back(makeFunctor([&] {
-                     manager.terminate();
-                     terminated = true;
-                   }),
-                   0);
+  terminateLater(manager, terminated);
   ASSERT_TRUE(waitUntilTerminating(manager));
 
   // Started during the terminate: reported, run all the same, waited for.
@@ -310,11 +310,7 @@ TEST_F(AsyncOpManagerTest, WaitingOperationsNeverRunAfterTerminate) {
     }));
   }
   EXPECT_EQ(Tracked::live.load(), 3);  // one copy each, waiting
-  owner_.push_back(makeFunctor([&] {
-                     manager.terminate();
-                     terminated = true;
-                   }),
-                   0);
+  terminateLater(manager, terminated);
   ASSERT_TRUE(waitUntilTerminating(manager));
   release.open();
   ASSERT_TRUE(test::eventually([&] { return terminated.load(); }));
@@ -436,19 +432,17 @@ TEST_F(AsyncOpManagerTest, MisuseIsReportedAndHandled) {
   manager.terminate();
 }
 
+// Results the queue throws away unrun leave nothing dangling; one still
+// queued when the manager goes is dropped, not run against the dead manager.
 TEST_F(AsyncOpManagerTest, ResultsOutliveTheirManagerOrQueueSafely) {
   test::ManualQueue queue;
   std::atomic<int> delivered{0};
-  auto result = makeFunctor([&] { ++delivered; });
   {
     AsyncOpManager manager(queue, 0);
-    // Results the queue throws away unrun leave nothing dangling behind.
-    manager.reportResult(result);
+    manager.reportResult(makeFunctor([&] { ++delivered; }));
     queue.discardAll();
     manager.terminate();
-    // A result still queued when the manager goes is dropped, not run
-    // against the destroyed manager.
-    manager.reportResult(result);
+    manager.reportResult(makeFunctor([&] { ++delivered; }));
   }
   EXPECT_EQ(queue.runAll(), 1);
   EXPECT_EQ(delivered.load(), 0);

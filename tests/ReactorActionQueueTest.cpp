@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ace/Guard_T.h>
 #include <ace/Reactor.h>
 #include <ace/Select_Reactor.h>
 #include <ace/Thread.h>
@@ -9,7 +8,6 @@
 #include <ace/Timer_Queue.h>
 
 #include <atomic>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -19,7 +17,6 @@
 #include "qimmisc/ReactorActionQueue.h"
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 namespace QIM {
 namespace {
@@ -28,19 +25,13 @@ using ReactorActionQueueTest = test::TracingTest;
 
 unsigned long selfId() { return static_cast<unsigned long>(ACE_Thread::self()); }
 
-// A select reactor of its own whose event loop runs on a thread started by
-// start(). Until then the reactor is idle and its timer queue may be
-// inspected from the test thread.
+// A select reactor whose loop runs on its own thread once started; until then
+// its timer queue may be inspected from the test thread.
 class ReactorLoop {
  public:
   ReactorLoop() : reactor_(&impl_) {}
   ~ReactorLoop() { stop(); }
-  ReactorLoop(const ReactorLoop&) = delete;
-  ReactorLoop& operator=(const ReactorLoop&) = delete;
-
   ACE_Reactor* reactor() { return &reactor_; }
-
-  // Starts the loop thread; returns once it owns the reactor.
   void start() {
     thread_ = std::thread([this] {
       reactor_.owner(ACE_Thread::self());
@@ -50,17 +41,13 @@ class ReactorLoop {
     });
     owned_.wait();
   }
-
   void stop() {
     if (!thread_.joinable()) return;
     reactor_.end_reactor_event_loop();
     thread_.join();
   }
-
   unsigned long loopTid() const { return tid_.load(); }
-
-  // Timers pending for `handler`; only while the loop is not running. Each
-  // one must be a one-shot timer with no argument.
+  // One-shot, argument-less timers pending for `handler` (loop not running).
   int timersFor(const ACE_Event_Handler* handler) {
     int count = 0;
     ACE_Timer_Queue::ITERATOR& it = impl_.timer_queue()->iter();
@@ -82,59 +69,40 @@ class ReactorLoop {
   test::Gate owned_;
 };
 
-// Reaches what the queue keeps to itself: its event handler, a flush, and a
-// direct expiry.
 class TestQueue : public ReactorActionQueue {
  public:
   const ACE_Event_Handler* handler() const { return this; }
-  void flush() {
-    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-    clear();
-  }
   int expire() { return handle_timeout(ACE_Time_Value::zero, nullptr); }
 };
 
-// What ran, where, and how much was still queued at that moment.
-class Recorder {
- public:
+// What ran, how much was still queued then, and on which thread. `runs` is
+// read only after the running thread is joined (or is the test thread).
+struct Recorder {
+  struct Run {
+    std::string name;
+    int left;
+    unsigned long tid;
+  };
   Functor record(TestQueue& queue, const std::string& name) {
     return makeFunctor([this, &queue, name] {
-      const int left = queue.size(-1);
-      std::lock_guard<std::mutex> lock(mutex_);
-      names_.push_back(name);
-      left_.push_back(left);
-      threads_.push_back(selfId());
+      runs.push_back({name, queue.size(-1), selfId()});
+      ++count;
     });
   }
-  std::size_t count() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return names_.size();
-  }
   std::vector<std::string> names() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return names_;
+    std::vector<std::string> out;
+    for (const Run& run : runs) out.push_back(run.name);
+    return out;
   }
-  std::vector<int> left() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return left_;
-  }
-  std::vector<unsigned long> threads() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return threads_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> names_;
-  std::vector<int> left_;
-  std::vector<unsigned long> threads_;
+  std::atomic<std::size_t> count{0};
+  std::vector<Run> runs;
 };
 
 std::size_t assertions(const test::CaptureSink& sink, const std::string& condition) {
   return sink.linesWith("Assertion failed: \"" + condition + "\"").size();
 }
 
-TEST_F(ReactorActionQueueTest, BurstSchedulesOneTimerPerPostAndRunsOneActionPerExpiry) {
+TEST_F(ReactorActionQueueTest, BurstSchedulesOneTimerPerPostAndRunsOneActionPerExpiryInOrder) {
   ReactorLoop loop;
   TestQueue queue;
   Recorder rec;
@@ -142,120 +110,60 @@ TEST_F(ReactorActionQueueTest, BurstSchedulesOneTimerPerPostAndRunsOneActionPerE
   queue.push_back(rec.record(queue, "low"), 0);
   queue.push_highPriority(rec.record(queue, "high"));
   queue.push_back(rec.record(queue, "middle"), 5);
-  EXPECT_EQ(loop.timersFor(queue.handler()), 3);
+  queue.push_back(makeFunctor([] { throw std::runtime_error("boom"); }), 3);
+  EXPECT_EQ(loop.timersFor(queue.handler()), 4);
 
   loop.start();
-  ASSERT_TRUE(test::eventually([&] { return rec.count() == 3; }));
+  ASSERT_TRUE(test::eventually([&] { return rec.count == 3; }));
   loop.stop();
-  EXPECT_THAT(rec.names(), ElementsAre("high", "middle", "low"));
-  // Each expiry left the rest queued for the next one.
-  EXPECT_THAT(rec.left(), ElementsAre(2, 1, 0));
-  EXPECT_EQ(sink_.linesWith("(QIM::ReactorActionQueue::handle_timeout) act=").size(), 3u);
+  ASSERT_THAT(rec.names(), ElementsAre("high", "middle", "low"));
+  // One action per expiry; a throwing one is logged and the loop goes on.
+  EXPECT_EQ(rec.runs[0].left, 3);
+  EXPECT_EQ(rec.runs[1].left, 2);
+  EXPECT_EQ(rec.runs[2].left, 0);
+  EXPECT_EQ(sink_.linesWith("action threw an exception: boom").size(), 1u);
+  EXPECT_EQ(sink_.linesWith("(QIM::ReactorActionQueue::handle_timeout) act=").size(), 4u);
   EXPECT_EQ(loop.timersFor(queue.handler()), 0);
   EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
 }
 
-TEST_F(ReactorActionQueueTest, ActionsRunOnTheLoopThreadWhichIsTheQueueTid) {
-  ReactorLoop loop;
-  TestQueue queue;
-  Recorder rec;
-  queue.setReactor(loop.reactor());
-  loop.start();
-  EXPECT_EQ(queue.tid(), loop.loopTid());
-  EXPECT_NE(queue.tid(), selfId());
-
-  // An action may post to its own queue from the loop thread.
-  queue.push_back(makeFunctor([&] { queue.push_back(rec.record(queue, "follow-up"), 0); }), 0);
-  ASSERT_TRUE(test::eventually([&] { return rec.count() == 1; }));
-  loop.stop();
-  EXPECT_THAT(rec.threads(), ElementsAre(loop.loopTid()));
-  EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
-}
-
-TEST_F(ReactorActionQueueTest, PostingWithoutReactorQueuesAndReportsUntilAReactorIsSet) {
-  ReactorLoop loop;
-  TestQueue queue;
-  Recorder rec;
-  queue.push_back(rec.record(queue, "early"), 0);
-  EXPECT_EQ(assertions(sink_, "reactor()"), 1u);
-  EXPECT_EQ(queue.size(-1), 1);
-  EXPECT_EQ(queue.tid(), 0u);
-  EXPECT_EQ(assertions(sink_, "reactor()"), 2u);
-
-  // The waiting action gets its timer once there is a reactor.
-  queue.setReactor(loop.reactor());
-  EXPECT_EQ(loop.timersFor(queue.handler()), 1);
-  loop.start();
-  ASSERT_TRUE(test::eventually([&] { return rec.count() == 1; }));
-  loop.stop();
-  EXPECT_THAT(rec.threads(), ElementsAre(loop.loopTid()));
-  EXPECT_EQ(assertions(sink_, "!reactor()"), 0u);
-  EXPECT_EQ(assertions(sink_, "reactor()"), 2u);
-}
-
-TEST_F(ReactorActionQueueTest, SecondReactorIsReportedAndReplacesTheFirstWithItsTimers) {
+TEST_F(ReactorActionQueueTest, ReactorChangesMoveTheTimersAndKeepEveryAction) {
   ReactorLoop first, second;
   TestQueue queue;
   Recorder rec;
+  // Without a reactor, posting and tid() are reported and the action waits.
+  queue.push_back(rec.record(queue, "early"), 0);
+  EXPECT_EQ(assertions(sink_, "reactor()"), 1u);
+  EXPECT_EQ(queue.tid(), 0u);
+  EXPECT_EQ(assertions(sink_, "reactor()"), 2u);
   queue.setReactor(first.reactor());
-  queue.push_back(rec.record(queue, "before"), 0);
   EXPECT_EQ(first.timersFor(queue.handler()), 1);
+  queue.push_back(rec.record(queue, "urgent"), 1);
 
+  // A second reactor is reported and takes the timers over.
   queue.setReactor(second.reactor());
   EXPECT_EQ(assertions(sink_, "!reactor()"), 1u);
   EXPECT_EQ(first.timersFor(queue.handler()), 0);
-  EXPECT_EQ(second.timersFor(queue.handler()), 1);
-  queue.push_back(rec.record(queue, "after"), 0);
   EXPECT_EQ(second.timersFor(queue.handler()), 2);
+  queue.push_back(rec.record(queue, "late"), 0);
+  EXPECT_EQ(second.timersFor(queue.handler()), 3);
+
+  // Clearing cancels the timers but keeps the actions.
+  queue.setReactor(nullptr);
+  EXPECT_EQ(second.timersFor(queue.handler()), 0);
+  EXPECT_EQ(queue.size(-1), 3);
+  queue.setReactor(second.reactor());
+  EXPECT_EQ(second.timersFor(queue.handler()), 3);
 
   first.start();
   second.start();
   EXPECT_EQ(queue.tid(), second.loopTid());
-  ASSERT_TRUE(test::eventually([&] { return rec.count() == 2; }));
+  ASSERT_TRUE(test::eventually([&] { return rec.count == 3; }));
   first.stop();
   second.stop();
-  EXPECT_THAT(rec.names(), ElementsAre("before", "after"));
-  EXPECT_THAT(rec.threads(), ElementsAre(second.loopTid(), second.loopTid()));
-  EXPECT_EQ(sink_.linesWith("Assertion failed").size(), 1u);
-}
-
-TEST_F(ReactorActionQueueTest, ClearingTheReactorCancelsItsTimersAndKeepsTheActions) {
-  ReactorLoop loop;
-  TestQueue queue;
-  Recorder rec;
-  queue.setReactor(loop.reactor());
-  queue.push_back(rec.record(queue, "a"), 0);
-  queue.push_back(rec.record(queue, "b"), 1);
-  queue.setReactor(nullptr);
-  EXPECT_EQ(loop.timersFor(queue.handler()), 0);
-  EXPECT_EQ(queue.size(-1), 2);
-  EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
-  EXPECT_EQ(queue.tid(), 0u);
-  EXPECT_EQ(assertions(sink_, "reactor()"), 1u);
-
-  // Attached again, they run in priority order.
-  queue.setReactor(loop.reactor());
-  loop.start();
-  ASSERT_TRUE(test::eventually([&] { return rec.count() == 2; }));
-  loop.stop();
-  EXPECT_THAT(rec.names(), ElementsAre("b", "a"));
-  EXPECT_EQ(assertions(sink_, "!reactor()"), 0u);
-}
-
-TEST_F(ReactorActionQueueTest, ExpiryAfterTheQueueWasEmptiedReportsAndRunsNothing) {
-  ReactorLoop loop;
-  TestQueue queue;
-  Recorder rec;
-  queue.setReactor(loop.reactor());
-  queue.push_back(rec.record(queue, "discarded"), 0);
-  queue.flush();
-  EXPECT_EQ(loop.timersFor(queue.handler()), 1);  // left behind by the flush
-
-  loop.start();
-  ASSERT_TRUE(test::eventually([&] { return assertions(sink_, "!empty()") == 1; }));
-  loop.stop();
-  EXPECT_EQ(rec.count(), 0u);
-  EXPECT_EQ(sink_.linesWith("Assertion failed").size(), 1u);
+  EXPECT_THAT(rec.names(), ElementsAre("urgent", "early", "late"));
+  for (const auto& run : rec.runs) EXPECT_EQ(run.tid, second.loopTid());
+  EXPECT_EQ(sink_.linesWith("Assertion failed").size(), 3u);
 }
 
 TEST_F(ReactorActionQueueTest, DestroyedQueueIsNeverCalledBack) {
@@ -271,85 +179,55 @@ TEST_F(ReactorActionQueueTest, DestroyedQueueIsNeverCalledBack) {
   }
   EXPECT_EQ(loop.timersFor(gone), 0);
 
-  // A witness posted after the destruction has run, so the loop has
-  // dispatched every timer that was due: none of them was the dead queue's.
+  // Once a witness posted afterwards has run, every due timer was dispatched.
   TestQueue witness;
   Recorder rec;
   witness.setReactor(loop.reactor());
   witness.push_back(rec.record(witness, "witness"), 0);
   loop.start();
-  ASSERT_TRUE(test::eventually([&] { return rec.count() == 1; }));
+  ASSERT_TRUE(test::eventually([&] { return rec.count == 1; }));
   loop.stop();
   EXPECT_EQ(runs.load(), 0);
   EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
 }
 
 TEST_F(ReactorActionQueueTest, ExpiryChecksReactorAndThreadAndStillRunsTheAction) {
-  enum class Setup { OwnerThread, OtherThread, NoReactor };
-  struct Case {
+  const struct {
     const char* name;
-    Setup setup;
-    std::vector<std::string> reported;
+    bool attach, otherOwner;
+    const char* reported;
+  } cases[] = {
+      {"on the owner thread", true, false, nullptr},
+      {"off the owner thread", true, true, "ACE_OS::thr_equal(ACE_Thread::self(), tid())"},
+      {"without reactor", false, false, "reactor()"},
   };
-  const Case cases[] = {
-      {"on the owner thread", Setup::OwnerThread, {}},
-      {"off the owner thread", Setup::OtherThread,
-       {"ACE_OS::thr_equal(ACE_Thread::self(), tid())"}},
-      {"without reactor", Setup::NoReactor, {"reactor()"}},
-  };
-  // A live thread whose id serves as some other owner.
-  std::atomic<unsigned long> otherId{0};
-  test::Gate otherReady, otherDone;
-  std::thread other([&] {
-    otherId = selfId();
-    otherReady.open();
-    otherDone.wait();
-  });
-  otherReady.wait();
-
-  for (const Case& c : cases) {
+  ReactorLoop other;  // a live thread to name as some other owner
+  other.start();
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     ReactorLoop loop;  // never started: its owner is this thread
     TestQueue queue;
     Recorder rec;
-    if (c.setup != Setup::NoReactor) queue.setReactor(loop.reactor());
-    if (c.setup == Setup::OtherThread) {
-      loop.reactor()->owner(static_cast<ACE_thread_t>(otherId.load()));
-    }
+    if (c.attach) queue.setReactor(loop.reactor());
+    if (c.otherOwner) loop.reactor()->owner(static_cast<ACE_thread_t>(other.loopTid()));
     queue.push_back(rec.record(queue, "x"), 0);
     sink_.clear();
 
     EXPECT_EQ(queue.expire(), 0);
-    EXPECT_EQ(rec.count(), 1u);
-    const auto failed = sink_.linesWith("Assertion failed");
-    ASSERT_EQ(failed.size(), c.reported.size());
-    for (std::size_t i = 0; i < failed.size(); ++i) {
-      EXPECT_THAT(failed[i], HasSubstr("Assertion failed: \"" + c.reported[i] + "\""));
+    EXPECT_EQ(rec.count, 1u);
+    EXPECT_EQ(sink_.linesWith("Assertion failed").size(), c.reported ? 1u : 0u);
+    if (c.reported) {
+      EXPECT_EQ(assertions(sink_, c.reported), 1u);
     }
-    // The next expiry finds nothing left.
+    // An expiry that finds the queue empty reports and runs nothing.
     sink_.clear();
     EXPECT_EQ(queue.expire(), 0);
-    EXPECT_EQ(rec.count(), 1u);
+    EXPECT_EQ(rec.count, 1u);
     EXPECT_EQ(assertions(sink_, "!empty()"), 1u);
   }
-  otherDone.open();
-  other.join();
 }
 
-TEST_F(ReactorActionQueueTest, ThrowingActionIsLoggedAndTheLoopGoesOn) {
-  ReactorLoop loop;
-  TestQueue queue;
-  Recorder rec;
-  queue.setReactor(loop.reactor());
-  queue.push_back(makeFunctor([] { throw std::runtime_error("boom"); }), 1);
-  queue.push_back(rec.record(queue, "after"), 0);
-  loop.start();
-  ASSERT_TRUE(test::eventually([&] { return rec.count() == 1; }));
-  loop.stop();
-  EXPECT_EQ(sink_.linesWith("action threw an exception: boom").size(), 1u);
-}
-
-TEST_F(ReactorActionQueueTest, ConcurrentPostersAllRunOnTheLoopThread) {
+TEST_F(ReactorActionQueueTest, ConcurrentPostersAllRunOnTheLoopThreadWhichIsTheQueueTid) {
   constexpr int kPosters = 4;
   constexpr int kPostsEach = 50;
   ReactorLoop loop;
@@ -357,22 +235,23 @@ TEST_F(ReactorActionQueueTest, ConcurrentPostersAllRunOnTheLoopThread) {
   queue.setReactor(loop.reactor());
   loop.start();
   const unsigned long loopTid = loop.loopTid();
+  EXPECT_EQ(queue.tid(), loopTid);
   std::atomic<int> runs{0};
   std::atomic<int> offThread{0};
+  const auto action = [&] {
+    if (selfId() != loopTid) ++offThread;
+    ++runs;
+  };
   std::vector<std::thread> posters;
   for (int p = 0; p < kPosters; ++p) {
     posters.emplace_back([&, p] {
-      for (int i = 0; i < kPostsEach; ++i) {
-        queue.push_back(makeFunctor([&] {
-                          if (selfId() != loopTid) ++offThread;
-                          ++runs;
-                        }),
-                        (p + i) % 3);
-      }
+      for (int i = 0; i < kPostsEach; ++i) queue.push_back(makeFunctor(action), (p + i) % 3);
     });
   }
+  // An action may post to its own queue from the loop thread.
+  queue.push_back(makeFunctor([&] { queue.push_back(makeFunctor(action), 0); }), 0);
   for (auto& t : posters) t.join();
-  ASSERT_TRUE(test::eventually([&] { return runs.load() == kPosters * kPostsEach; }));
+  ASSERT_TRUE(test::eventually([&] { return runs.load() == kPosters * kPostsEach + 1; }));
   loop.stop();
   EXPECT_EQ(offThread.load(), 0);
   EXPECT_EQ(queue.size(-1), 0);

@@ -17,7 +17,6 @@ namespace {
 
 using QIM::test::TracingTest;
 
-// Test suites whose cases read the lines the library writes (sink_).
 class Utf8Test : public TracingTest {};
 class CodePageTest : public TracingTest {};
 class NarrowTest : public TracingTest {};
@@ -28,6 +27,17 @@ const std::string kBadTextCode = "1113";
 #else
 const std::string kBadTextCode = std::to_string(EILSEQ);
 #endif
+
+// Checks that `convert` gave nothing and wrote one ERROR line naming `api`.
+template <class F>
+void expectRejected(QIM::test::CaptureSink& sink, const std::string& api, F convert) {
+  sink.clear();
+  EXPECT_TRUE(convert().empty());
+  const auto lines = sink.lines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].find("ERROR"), std::string::npos);
+  EXPECT_TRUE(lines[0].ends_with(api + " returned 0. lasterror:" + kBadTextCode)) << lines[0];
+}
 
 // Appends one code point in the platform's wide encoding.
 void appendCodePoint(std::wstring& out, char32_t cp) {
@@ -48,41 +58,23 @@ std::basic_string<C> S(std::string_view ascii) {
   return std::basic_string<C>(ascii.begin(), ascii.end());
 }
 
-// Test data in a trace, with its control and high bytes escaped.
 std::string describe(std::string_view text) { return ::testing::PrintToString(std::string(text)); }
 
 // ---- UTF-8 -------------------------------------------------------------------
 
-struct Utf8Case {
-  std::wstring wide;
-  std::string utf8;
-};
-
 TEST_F(Utf8Test, KnownEncodingsConvertBothWays) {
-  const Utf8Case cases[] = {
-      {L"", ""},
-      {L"abc", "abc"},
-      {L"\u007F", "\x7F"},
-      {L"\u0080", "\xC2\x80"},
-      {L"\u00E9", "\xC3\xA9"},
-      {L"\u07FF", "\xDF\xBF"},
-      {L"\u0800", "\xE0\xA0\x80"},
-      {L"\uD7FF", "\xED\x9F\xBF"},
-      {L"\uE000", "\xEE\x80\x80"},
-      {L"\uFFFF", "\xEF\xBF\xBF"},
-      {L"\U00010000", "\xF0\x90\x80\x80"},
-      {L"\U0001F600", "\xF0\x9F\x98\x80"},
+  const std::pair<std::wstring, std::string> cases[] = {
+      {L"", ""}, {L"\u07FF", "\xDF\xBF"}, {L"\uFFFF", "\xEF\xBF\xBF"},
       {L"\U0010FFFF", "\xF4\x8F\xBF\xBF"},
-      // A byte-order mark is ordinary text, not stripped.
-      {L"\uFEFFx", "\xEF\xBB\xBF" "x"},
+      {L"\uFEFFx", "\xEF\xBB\xBF" "x"},  // a byte-order mark is kept
       {std::wstring(L"a\0b\0", 4), std::string("a\0b\0", 4)},
       {L"Gr\u00FC\u00DFe \u65E5\u672C \U0001F600!", "Gr\xC3\xBC\xC3\x9F" "e \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x98\x80!"},
   };
   sink_.clear();
-  for (const Utf8Case& c : cases) {
-    SCOPED_TRACE(describe(c.utf8));
-    EXPECT_EQ(QIM::toUtf8(c.wide), c.utf8);
-    EXPECT_EQ(QIM::fromUtf8(c.utf8), c.wide);
+  for (const auto& [wide, utf8] : cases) {
+    SCOPED_TRACE(describe(utf8));
+    EXPECT_EQ(QIM::toUtf8(wide), utf8);
+    EXPECT_EQ(QIM::fromUtf8(utf8), wide);
   }
   EXPECT_TRUE(sink_.lines().empty());
 }
@@ -102,60 +94,32 @@ TEST_F(Utf8Test, EveryScalarValueRoundTrips) {
 
 TEST_F(Utf8Test, MalformedUtf8FailsWholeAndLogs) {
   const std::string_view cases[] = {
-      "\x80",                      // stray continuation byte
-      "abc\xBF",                   // ... after valid text
-      "\xC0\x80",                  // overlong NUL
-      "\xC1\xBF",                  // overlong 2-byte
-      "\xE0\x80\x80",              // overlong 3-byte
-      "\xE0\x9F\xBF",              // overlong just below U+0800
-      "\xF0\x80\x80\x80",          // overlong 4-byte
-      "\xF0\x8F\xBF\xBF",          // overlong just below U+10000
-      "\xED\xA0\x80",              // encoded surrogate U+D800
-      "\xED\xBF\xBF",              // encoded surrogate U+DFFF
-      "\xED\xA0\xBD\xED\xB8\x80",  // surrogate pair encoded separately
-      "\xF4\x90\x80\x80",          // U+110000
-      "\xF5\x80\x80\x80",          // lead byte beyond the range
-      "\xF8\x88\x80\x80\x80",      // old 5-byte form
-      "\xFE",
-      "\xFF",
-      "\xC3",                      // truncated 2-byte
-      "\xE2\x82",                  // truncated 3-byte
-      "\xF0\x9F\x98",              // truncated 4-byte
-      "ok\xC3\xA9\xC3",            // valid text, then truncated
-      "\xE2\x28\xA1",              // continuation expected, ASCII found
-      "\xC3\xA9\x80",              // one continuation too many
-      "a\0\xFF"sv,                 // after an embedded NUL
+      "abc\xBF",                                     // stray continuation byte
+      "\xC0\x80", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF",      // overlong forms
+      "\xED\xA0\x80", "\xED\xBF\xBF",                       // encoded surrogates
+      "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF",      // beyond U+10FFFF
+      "ok\xC3\xA9\xC3", "\xF0\x9F\x98", "\xE2\x28\xA1",     // truncated sequences
+      "a\0\xFF"sv,                                   // after an embedded NUL
   };
   for (const std::string_view bad : cases) {
     SCOPED_TRACE(describe(bad));
-    sink_.clear();
-    EXPECT_EQ(QIM::fromUtf8(std::string(bad)), L"");
-    const auto lines = sink_.lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find("ERROR"), std::string::npos);
-    EXPECT_TRUE(lines[0].ends_with("MBToWC returned 0. lasterror:" + kBadTextCode)) << lines[0];
+    expectRejected(sink_, "MBToWC", [&] { return QIM::fromUtf8(std::string(bad)); });
   }
 }
 
 TEST_F(Utf8Test, InvalidWideTextFailsWholeAndLogs) {
   std::vector<std::wstring> cases = {
-      {static_cast<wchar_t>(0xD800)},                          // lone high surrogate
       {static_cast<wchar_t>(0xDFFF)},                          // lone low surrogate
       {L'a', static_cast<wchar_t>(0xDC00), static_cast<wchar_t>(0xD800)},  // reversed pair
       {static_cast<wchar_t>(0xD83D), L'x'},                    // high then not low
       {L'a', L'b', static_cast<wchar_t>(0xD83D)},              // high at the end
   };
   if constexpr (sizeof(wchar_t) == 4) {
-    cases.push_back({static_cast<wchar_t>(0x110000)});
-    cases.push_back({L'a', static_cast<wchar_t>(-1)});
+    cases.insert(cases.end(), {{static_cast<wchar_t>(0x110000)}, {L'a', static_cast<wchar_t>(-1)}});
   }
   for (const std::wstring& bad : cases) {
     SCOPED_TRACE(bad.size());
-    sink_.clear();
-    EXPECT_EQ(QIM::toUtf8(bad), "");
-    const auto lines = sink_.lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(lines[0].ends_with("WCToMB returned 0. lasterror:" + kBadTextCode)) << lines[0];
+    expectRejected(sink_, "WCToMB", [&] { return QIM::toUtf8(bad); });
   }
 }
 
@@ -169,29 +133,24 @@ TEST_F(Utf8Test, VectorFormKeepsPositionsOfFailures) {
 
 // ---- Code pages ----------------------------------------------------------------
 
-struct CodePageCase {
-  unsigned int codePage;
-  std::wstring wide;
-  std::string narrow;
-};
-
 TEST_F(CodePageTest, KnownCodePagesConvertBothWays) {
-  std::vector<CodePageCase> cases = {
+  struct Case {
+    unsigned int codePage;
+    std::wstring wide;
+    std::string narrow;
+  };
+  std::vector<Case> cases = {
       {1252, L"\u20AC \u00E9", "\x80 \xE9"},
       {1252, std::wstring(L"a\0\u00E9", 3), std::string("a\0\xE9", 3)},
-      {28591, L"\u00E9\u00FF", "\xE9\xFF"},
       {1251, L"\u0416\u0436", "\xC6\xE6"},
       {932, L"\u3042\u65E5", "\x82\xA0\x93\xFA"},
-      {20127, L"plain", "plain"},
       {65001, L"\u00E9\U0001F600", "\xC3\xA9\xF0\x9F\x98\x80"},
   };
-#ifndef _WIN32
-  // UTF-16 is only a conversion target on Linux; Windows reserves 1200
-  // for managed code.
+#ifndef _WIN32  // Windows reserves 1200 for managed code
   cases.push_back({1200, L"A\u00E9", std::string("A\0\xE9\0", 4)});
 #endif
   sink_.clear();
-  for (const CodePageCase& c : cases) {
+  for (const Case& c : cases) {
     SCOPED_TRACE(c.codePage);
     EXPECT_EQ(QIM::toCodePage(c.wide, c.codePage), c.narrow);
     EXPECT_EQ(QIM::fromCodePage(c.narrow, c.codePage), c.wide);
@@ -200,35 +159,22 @@ TEST_F(CodePageTest, KnownCodePagesConvertBothWays) {
 }
 
 TEST_F(CodePageTest, UnconvertibleTextFailsInsteadOfBeingReplaced) {
-  struct ToCase {
-    unsigned int codePage;
-    std::wstring wide;
-  };
-  const ToCase toCases[] = {
-      {1252, L"a\u4E2Db"},                              // no CJK in 1252
-      {28591, L"\u0416"},                               // no Cyrillic in Latin-1
-      {1252, L"\u0100"},                                // best fit would give 'A'
-      {1252, {L'a', static_cast<wchar_t>(0xD800)}},     // lone surrogate
-      {65001, {static_cast<wchar_t>(0xDC00)}},          // same rule as toUtf8
-  };
-  for (const ToCase& c : toCases) {
-    SCOPED_TRACE(c.codePage);
+  // No Cyrillic in Latin-1; no best fit ('A' for U+0100); lone surrogates.
+  const std::pair<unsigned int, std::wstring> toCases[] = {
+      {28591, L"\u0416"}, {1252, L"\u0100"},
+      {1252, {L'a', static_cast<wchar_t>(0xD800)}}, {65001, {static_cast<wchar_t>(0xDC00)}}};
+  for (const auto& [codePage, wide] : toCases) {
+    SCOPED_TRACE(codePage);
     sink_.clear();
-    EXPECT_EQ(QIM::toCodePage(c.wide, c.codePage), "");
+    EXPECT_EQ(QIM::toCodePage(wide, codePage), "");
     EXPECT_EQ(sink_.linesWith("WCToMB returned 0. lasterror:").size(), 1u);
   }
-  struct FromCase {
-    unsigned int codePage;
-    std::string narrow;
-  };
-  const FromCase fromCases[] = {
-      {932, "a\x82"},        // lead byte without its trail byte
-      {65001, "\xC0\x80"},   // same rule as fromUtf8
-  };
-  for (const FromCase& c : fromCases) {
-    SCOPED_TRACE(c.codePage);
+  // A lead byte without its trail byte; an overlong form.
+  const std::pair<unsigned int, std::string> fromCases[] = {{932, "a\x82"}, {65001, "\xC0\x80"}};
+  for (const auto& [codePage, narrow] : fromCases) {
+    SCOPED_TRACE(codePage);
     sink_.clear();
-    EXPECT_EQ(QIM::fromCodePage(c.narrow, c.codePage), L"");
+    EXPECT_EQ(QIM::fromCodePage(narrow, codePage), L"");
     EXPECT_EQ(sink_.linesWith("MBToWC returned 0. lasterror:").size(), 1u);
   }
 }
@@ -248,8 +194,6 @@ TEST_F(CodePageTest, CurrentCodePageCarriesAscii) {
   const std::string narrow("Hello, world 0123\0~", 19);
   EXPECT_EQ(QIM::toCurrentCodePage(wide), narrow);
   EXPECT_EQ(QIM::fromCurrentCodePage(narrow), wide);
-  EXPECT_EQ(QIM::toCurrentCodePage(L""), "");
-  EXPECT_EQ(QIM::fromCurrentCodePage(""), L"");
   EXPECT_TRUE(sink_.lines().empty());
 }
 
@@ -265,24 +209,12 @@ bool whitespaceOnly(const std::wstring& s) { return QIM::isWWhitespaceOnly(s); }
 
 TYPED_TEST(TwinTest, TrimAndWhitespaceOnly) {
   using C = TypeParam;
-  struct Case {
-    std::string_view text;
-    std::string_view trimmed;
-  };
-  const Case cases[] = {
-      {"", ""},
-      {" \t\r\n\v\f", ""},
-      {"a", "a"},
-      {" a ", "a"},
-      {"\t\n a  b \r\n", "a  b"},
-      {"a ", "a"},
-      {" a", "a"},
-      {" \0a\0 "sv, "\0a\0"sv},  // NUL is not white space
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(describe(c.text));
-    EXPECT_EQ(QIM::trim(S<C>(c.text)), S<C>(c.trimmed));
-    EXPECT_EQ(whitespaceOnly(S<C>(c.text)), c.trimmed.empty());
+  const std::pair<std::string_view, std::string_view> cases[] = {{"", ""}, {" \t\r\n\v\f", ""},
+      {"a", "a"}, {"\t\n a  b \r\n", "a  b"}, {" \0a\0 "sv, "\0a\0"sv}};  // NUL is not space
+  for (const auto& [text, trimmed] : cases) {
+    SCOPED_TRACE(describe(text));
+    EXPECT_EQ(QIM::trim(S<C>(text)), S<C>(trimmed));
+    EXPECT_EQ(whitespaceOnly(S<C>(text)), trimmed.empty());
   }
 }
 
@@ -294,52 +226,31 @@ TYPED_TEST(TwinTest, CaseFoldingIsPerCharacterAndKeepsNeighbours) {
   EXPECT_EQ(text, S<C>("hello world 09 @az[`az{ \0q"sv));
   QIM::uppercase(text);
   EXPECT_EQ(text, S<C>("HELLO WORLD 09 @AZ[`AZ{ \0Q"sv));
-  auto empty = S<C>("");
-  QIM::lowercase(empty);
-  EXPECT_TRUE(empty.empty());
 }
 
-TYPED_TEST(TwinTest, EqualsIgnoreCase) {
+TYPED_TEST(TwinTest, CompareAndEqualsIgnoreCase) {
   using C = TypeParam;
-  struct Case {
-    std::string_view a, b;
-    bool equal;
-  };
-  const Case cases[] = {
-      {"abc", "ABC", true},   {"", "", true},         {"abc", "abd", false},
-      {"abc", "abcd", false}, {"abcd", "abc", false}, {"@", "`", false},
-      {"[", "{", false},      {"a\0b"sv, "A\0B"sv, true}, {"a\0b"sv, "A\0C"sv, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(describe(c.a) + " / " + describe(c.b));
-    EXPECT_EQ(QIM::equalsIgnoreCase(S<C>(c.a), S<C>(c.b)), c.equal);
-  }
-}
-
-TYPED_TEST(TwinTest, CompareIgnoreCaseLimitsAndSign) {
-  using C = TypeParam;
+  constexpr auto all = std::string::npos;
   struct Case {
     std::string_view a, b;
     std::size_t n;
     int sign;
   };
   const Case cases[] = {
-      {"ABCx", "abcy", 3, 0},
-      {"ABCx", "abcy", 4, -1},
-      {"abc", "ABD", 3, -1},
-      {"ABD", "abc", 3, 1},
-      {"ab", "abc", 3, -1},  // the shorter text is less
-      {"abc", "ab", 2, 0},
-      {"abc", "xyz", 0, 0},
-      {"abc", "ABC", std::string::npos, 0},
-      {"_", "A", 1, -1},  // folding is to lower case: '_' < 'a'
+      {"ABCx", "abcy", 3, 0},   {"ABCx", "abcy", 4, -1},  {"ABD", "abc", 3, 1},
+      {"ab", "abc", 3, -1},     {"abcd", "abc", all, 1},  {"abc", "xyz", 0, 0},  // shorter is less
+      {"abc", "ABC", all, 0},   {"", "", all, 0},         {"a\0b"sv, "A\0B"sv, all, 0},
       {"a\0b"sv, "A\0c"sv, 3, -1},
-      {"a\0b"sv, "A\0B"sv, 3, 0},
+      {"_", "A", 1, -1},  // folding is to lower case: '_' < 'a'
+      {"@", "`", all, -1},      {"[", "{", all, -1},  // neighbours of the letter ranges
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(describe(c.a) + " / " + describe(c.b));
     const int r = QIM::stringCompareIgnoreCase(S<C>(c.a), S<C>(c.b), c.n);
     EXPECT_EQ((r > 0) - (r < 0), c.sign);
+    if (c.n == all) {
+      EXPECT_EQ(QIM::equalsIgnoreCase(S<C>(c.a), S<C>(c.b)), c.sign == 0);
+    }
   }
 }
 
@@ -350,15 +261,10 @@ TYPED_TEST(TwinTest, PrefixSuffixAndContainment) {
     bool starts, startsIc, ends, endsIc, contains, containsIc;
   };
   const Case cases[] = {
-      {"Hello World", "Hello", true, true, false, false, true, true},
       {"Hello World", "hello", false, true, false, false, false, true},
       {"Hello World", "World", false, false, true, true, true, true},
-      {"Hello World", "WORLD", false, false, false, true, false, true},
       {"Hello World", "o wo", false, false, false, false, false, true},
-      {"Hello World", "", true, true, true, true, true, true},
       {"", "", true, true, true, true, true, true},
-      {"", "a", false, false, false, false, false, false},
-      {"abc", "abcd", false, false, false, false, false, false},
       {"abc", "ABCD", false, false, false, false, false, false},
       {"aab", "ab", false, false, true, true, true, true},
       {"a\0b"sv, "\0B"sv, false, false, false, true, false, true},
@@ -383,18 +289,9 @@ TYPED_TEST(TwinTest, TokenizeKeepsEmptyPieces) {
     std::vector<std::string_view> pieces;
   };
   const Case cases[] = {
-      {"a,,b,", ",", {"a", "", "b", ""}},
-      {"", ",", {}},
-      {"abc", "", {}},
-      {"", "", {}},
-      {"abc", ",", {"abc"}},
-      {",", ",", {"", ""}},
-      {",a", ",", {"", "a"}},
-      {"a::b:c", "::", {"a", "b:c"}},
+      {",a,,b,", ",", {"", "a", "", "b", ""}}, {"", ",", {}}, {"abc", "", {}},
+      {"abc", ",", {"abc"}}, {"a::b:c", "::", {"a", "b:c"}}, {"a\0b"sv, "\0"sv, {"a", "b"}},
       {"aaa", "aa", {"", "a"}},  // no overlapping matches
-      {"a<>b<>", "<>", {"a", "b", ""}},
-      {"a\0b"sv, "\0"sv, {"a", "b"}},
-      {"key=value", "key=value", {"", ""}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(describe(c.text) + " at " + describe(c.delimiter));
@@ -404,7 +301,7 @@ TYPED_TEST(TwinTest, TokenizeKeepsEmptyPieces) {
   }
 }
 
-TYPED_TEST(TwinTest, StringToLongAcceptsOnlyWholeText) {
+TYPED_TEST(TwinTest, StringToLongAcceptsOnlyWholeTextAndValidArguments) {
   using C = TypeParam;
   struct Case {
     std::string text;
@@ -413,42 +310,19 @@ TYPED_TEST(TwinTest, StringToLongAcceptsOnlyWholeText) {
     long value;
   };
   // Both limits and one past them, whatever the width of long.
-  std::string max = std::to_string(LONG_MAX);
-  std::string min = std::to_string(LONG_MIN);
-  std::string pastMax = max;
+  const std::string max = std::to_string(LONG_MAX), min = std::to_string(LONG_MIN);
+  std::string pastMax = max, pastMin = min;
   ++pastMax.back();
-  std::string pastMin = min;
   ++pastMin.back();
   const Case cases[] = {
-      {"0", 10, true, 0},
-      {"123", 10, true, 123},
       {"", 10, true, 0},  // empty text is deliberately accepted
-      {"-17", 10, true, -17},
-      {"+5", 10, true, 5},
-      {"  42", 10, true, 42},
-      {"\t\n42", 10, true, 42},
-      {"42 ", 10, false, 0},
-      {"4 2", 10, false, 0},
-      {"12a", 10, false, 0},
-      {"abc", 10, false, 0},
-      {" ", 10, false, 0},
-      {"-", 10, false, 0},
-      {"0x", 16, false, 0},
-      {"ff", 16, true, 255},
-      {"0x1A", 16, true, 26},
-      {"0x1A", 0, true, 26},
-      {"017", 0, true, 15},
-      {"017", 10, true, 17},
-      {"101", 2, true, 5},
-      {"102", 2, false, 0},
-      {"z", 36, true, 35},
-      {std::string("1\0", 2), 10, false, 0},
-      {std::string("1\0002", 3), 10, false, 0},
-      {max, 10, true, LONG_MAX},
-      {min, 10, true, LONG_MIN},
-      {pastMax, 10, false, 0},
-      {pastMin, 10, false, 0},
-      {"99999999999999999999999", 10, false, 0},
+      {"-17", 10, true, -17},  {"+5", 10, true, 5},     {"\t\n42", 10, true, 42},
+      {"42 ", 10, false, 0},   {"12a", 10, false, 0},   {" ", 10, false, 0},
+      {"-", 10, false, 0},     {"0x", 16, false, 0},    {"0x1A", 16, true, 26},
+      {"017", 0, true, 15},    {"017", 10, true, 17},   {"102", 2, false, 0},
+      {"z", 36, true, 35},     {std::string("1\0", 2), 10, false, 0},
+      {max, 10, true, LONG_MAX}, {min, 10, true, LONG_MIN},
+      {pastMax, 10, false, 0},   {pastMin, 10, false, 0},
   };
   this->sink_.clear();
   for (const Case& c : cases) {
@@ -460,16 +334,10 @@ TYPED_TEST(TwinTest, StringToLongAcceptsOnlyWholeText) {
     }
   }
   EXPECT_TRUE(this->sink_.lines().empty());
-}
-
-TYPED_TEST(TwinTest, StringToLongRejectsBadArgumentsWithAssertion) {
-  using C = TypeParam;
-  {
-    this->sink_.clear();
-    EXPECT_FALSE(QIM::stringToLong(S<C>("1"), nullptr, 10));
-    EXPECT_EQ(this->sink_.linesWith("Assertion failed: \"0!=dest\"").size(), 1u);
-  }
-  for (const int base : {-1, 1, 37, INT_MAX}) {
+  // Bad arguments fail with an assertion and leave the destination alone.
+  EXPECT_FALSE(QIM::stringToLong(S<C>("1"), nullptr, 10));
+  EXPECT_EQ(this->sink_.linesWith("Assertion failed: \"0!=dest\"").size(), 1u);
+  for (const int base : {-1, 1, 37}) {
     SCOPED_TRACE(base);
     this->sink_.clear();
     long value = 7;
@@ -498,20 +366,9 @@ TEST_F(NarrowTest, StringToDoubleAcceptsOnlyWholeTextInRange) {
     double value;
   };
   const Case cases[] = {
-      {"1.5", true, 1.5},
-      {"", true, 0.0},
-      {"0", true, 0.0},
-      {"-2e3", true, -2000.0},
-      {"  3.25", true, 3.25},
-      {"1e308", true, 1e308},
-      {"3.25 ", false, 0},
-      {"1.5x", false, 0},
-      {"abc", false, 0},
-      {".", false, 0},
-      {"1\0"sv, false, 0},
-      {"1e400", false, 0},    // overflow
-      {"-1e400", false, 0},   // overflow
-      {"1e-400", false, 0},   // underflow
+      {"", true, 0.0},      {"  -2e3", true, -2000.0}, {"1e308", true, 1e308},
+      {"3.25 ", false, 0},  {"1.5x", false, 0},        {".", false, 0},  {"1\0"sv, false, 0},
+      {"1e400", false, 0},  {"-1e400", false, 0},      {"1e-400", false, 0},  // out of range
   };
   sink_.clear();
   for (const Case& c : cases) {
@@ -528,17 +385,10 @@ TEST_F(NarrowTest, StringToDoubleAcceptsOnlyWholeTextInRange) {
 }
 
 TEST(FormatTest, BoolAndIntegerText) {
-  EXPECT_EQ(QIM::boolToString(true), "true");
   EXPECT_EQ(QIM::boolToString(false), "false");
   EXPECT_EQ(QIM::boolToWString(true), L"true");
-  EXPECT_EQ(QIM::boolToWString(false), L"false");
   const std::pair<long long, std::string_view> cases[] = {
-      {0, "0"},
-      {-1, "-1"},
-      {1234567890123LL, "1234567890123"},
-      {LLONG_MAX, "9223372036854775807"},
-      {LLONG_MIN, "-9223372036854775808"},
-  };
+      {0, "0"}, {LLONG_MAX, "9223372036854775807"}, {LLONG_MIN, "-9223372036854775808"}};
   for (const auto& [value, text] : cases) {
     EXPECT_EQ(QIM::intToString(value), text);
     EXPECT_EQ(QIM::intToWString(value), S<wchar_t>(text));

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ace/Guard_T.h>
 #include <ace/Thread.h>
 
 #include <atomic>
@@ -24,12 +23,9 @@ using ::testing::SizeIs;
 namespace QIM {
 namespace {
 
-
-// Counts the live copies of an action and the times it ran, to see timers
-// freed (their action copy is destroyed) and never run.
+// Live copies of an action and its runs: a freed timer destroys its copy.
 struct Counts {
-  std::atomic<int> live{0};
-  std::atomic<int> runs{0};
+  std::atomic<int> live{0}, runs{0};
 };
 
 struct Tracked {
@@ -51,15 +47,12 @@ std::string addressOf(const Timer* timer) {
 
 const ACE_Time_Value kNow(0);
 const ACE_Time_Value kOneHour(3600);
-// The largest number of seconds an ACE_Time_Value holds on every platform.
 constexpr int kIntMax = std::numeric_limits<int>::max();
 
 class TimerSchedulerTest : public test::TracingTest {
  protected:
   std::size_t assertions() const { return sink_.linesWith("Assertion failed").size(); }
 };
-
-// ---- Firing ---------------------------------------------------------------
 
 struct DelayCase {
   const char* name;
@@ -104,8 +97,6 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<DelayCase>& param) { return std::string(param.param.name); });
 
 TEST_F(TimerSchedulerTest, TimersWithTheSameDelayFireInSchedulingOrder) {
-  // Scheduled back to back, many of these share an expiry time; ties must
-  // keep scheduling order, and the queue keeps posting order.
   constexpr int kTimers = 300;
   test::ManualQueue queue;
   TimerScheduler timers;
@@ -119,43 +110,40 @@ TEST_F(TimerSchedulerTest, TimersWithTheSameDelayFireInSchedulingOrder) {
   for (int i = 0; i < kTimers; ++i) EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
 }
 
-TEST_F(TimerSchedulerTest, AnEarlierTimerWakesTheThreadWaitingForALaterOne) {
+// Far and extreme delays neither overflow nor keep the thread from waking for
+// an earlier timer.
+TEST_F(TimerSchedulerTest, AnEarlierTimerWakesTheThreadWaitingForLaterOnes) {
   test::ManualQueue queue;
   TimerScheduler timers;
   Counts late, soon;
-  Timer* later = timers.schedule(tracked(late), &queue, kOneHour, false);
-  // Let the thread settle into its one-hour wait first.
-  ASSERT_TRUE(test::eventually([&] {
-    return !sink_.linesWith("scheduled timer " + addressOf(later)).empty();
+  Timer* later[] = {
+      timers.schedule(tracked(late), &queue, ACE_Time_Value(kIntMax), false),
+      timers.schedule(tracked(late), &queue, ACE_Time_Value(TimerScheduler::MaxDelaySeconds), false),
+      timers.schedule(tracked(late), &queue, kOneHour, false)};
+  ASSERT_TRUE(test::eventually([&] {  // the thread settles into its wait first
+    return !sink_.linesWith("scheduled timer " + addressOf(later[2])).empty();
   }));
   timers.schedule(tracked(soon), &queue, kNow, false);
   ASSERT_TRUE(queue.waitForQueued(1));
   queue.runAll();
   EXPECT_EQ(soon.runs.load(), 1);
+  for (Timer* timer : later) timers.cancel(timer);
   EXPECT_EQ(late.runs.load(), 0);
-  timers.cancel(later);
   EXPECT_EQ(late.live.load(), 0);
-}
-
-// ---- Cancelling -------------------------------------------------------------
-
-TEST_F(TimerSchedulerTest, CancelBeforeExpiryFreesTheTimerAtOnce) {
-  test::ManualQueue queue;
-  TimerScheduler timers;
-  Counts counts;
-  Timer* timer = timers.schedule(tracked(counts), &queue, kOneHour, false);
-  EXPECT_EQ(counts.live.load(), 1);  // the timer's copy
-  timers.cancel(timer);
-  EXPECT_EQ(counts.live.load(), 0);
-  EXPECT_THAT(sink_.linesWith("canceling scheduled timer " + addressOf(timer)), SizeIs(1));
-  EXPECT_EQ(queue.size(-1), 0);
   EXPECT_EQ(assertions(), 0u);
 }
 
-TEST_F(TimerSchedulerTest, CancelAfterPostingDiscardsTheActionWhenTheQueueReachesIt) {
+TEST_F(TimerSchedulerTest, CancelFreesAPendingTimerAtOnceAndDiscardsAPostedOneWhenReached) {
   test::ManualQueue queue;
   TimerScheduler timers;
-  Counts counts;
+  Counts pending, counts;
+  Timer* pendingTimer = timers.schedule(tracked(pending), &queue, kOneHour, false);
+  EXPECT_EQ(pending.live.load(), 1);  // the timer's copy
+  timers.cancel(pendingTimer);
+  EXPECT_EQ(pending.live.load(), 0);
+  EXPECT_THAT(sink_.linesWith("canceling scheduled timer " + addressOf(pendingTimer)), SizeIs(1));
+  EXPECT_EQ(queue.size(-1), 0);
+
   Timer* timer = timers.schedule(tracked(counts), &queue, kNow, false);
   const std::string address = addressOf(timer);
   ASSERT_TRUE(queue.waitForQueued(1));
@@ -248,8 +236,6 @@ TEST_F(TimerSchedulerTest, CancelFromAnotherThreadIsReportedAndStillCancels) {
   EXPECT_EQ(counts.runs.load(), 0);
 }
 
-// ---- Actions ----------------------------------------------------------------
-
 TEST_F(TimerSchedulerTest, ActionsRunOnTheQueueThreadAndMayRescheduleAndCancel) {
   ActionThread worker;
   worker.start("QIM::TimerTest");
@@ -293,46 +279,6 @@ TEST_F(TimerSchedulerTest, ActionsRunOnTheQueueThreadAndMayRescheduleAndCancel) 
   EXPECT_EQ(assertions(), 0u);
 }
 
-TEST_F(TimerSchedulerTest, ExtremeDelaysNeitherOverflowNorStallTheThread) {
-  test::ManualQueue queue;
-  TimerScheduler timers;
-  Counts never, soon;
-  Timer* forever = timers.schedule(tracked(never), &queue, ACE_Time_Value(kIntMax), false);
-  Timer* longest =
-      timers.schedule(tracked(never), &queue, ACE_Time_Value(TimerScheduler::MaxDelaySeconds), false);
-  timers.schedule(tracked(soon), &queue, kNow, false);
-  ASSERT_TRUE(queue.waitForQueued(1));
-  queue.runAll();
-  EXPECT_EQ(soon.runs.load(), 1);
-  timers.cancel(forever);
-  timers.cancel(longest);
-  EXPECT_EQ(never.live.load(), 0);
-  EXPECT_EQ(never.runs.load(), 0);
-  EXPECT_EQ(assertions(), 0u);
-}
-
-// ---- Lifetime ---------------------------------------------------------------
-
-TEST_F(TimerSchedulerTest, DestroyingASchedulerFreesPendingTimersAndDiscardsPostedOnes) {
-  test::ManualQueue queue;
-  Counts pending, posted;
-  Timer* postedTimer = nullptr;
-  {
-    TimerScheduler timers;
-    timers.schedule(tracked(pending), &queue, kOneHour, false);
-    postedTimer = timers.schedule(tracked(posted), &queue, kNow, true);
-    ASSERT_TRUE(queue.waitForQueued(1));
-  }
-  EXPECT_EQ(pending.live.load(), 0);
-  EXPECT_EQ(posted.live.load(), 1);  // waits in the queue
-  EXPECT_EQ(queue.runAll(), 1);
-  EXPECT_EQ(posted.runs.load(), 0);
-  EXPECT_EQ(posted.live.load(), 0);
-  EXPECT_THAT(sink_.linesWith("discarding canceled expired timer: " + addressOf(postedTimer)),
-              SizeIs(1));
-  EXPECT_EQ(assertions(), 0u);
-}
-
 class DroppedByQueueTest : public TimerSchedulerTest,
                            public ::testing::WithParamInterface<bool> {};
 
@@ -368,9 +314,11 @@ std::size_t schedulerThreadStarts(const test::CaptureSink& sink) {
   return starts;
 }
 
+// Also: destroying a scheduler frees its pending timers and discards posted ones.
 TEST_F(TimerSchedulerTest, AllSchedulersShareOneThreadWhileAnyLives) {
   test::ManualQueue queue;
-  Counts counts;
+  Counts counts, pending, posted;
+  Timer* postedTimer = nullptr;
   {
     TimerScheduler first;
     {
@@ -390,9 +338,19 @@ TEST_F(TimerSchedulerTest, AllSchedulersShareOneThreadWhileAnyLives) {
     again.schedule(tracked(counts), &queue, kNow, false);
     ASSERT_TRUE(queue.waitForQueued(1));
     EXPECT_EQ(queue.runAll(), 1);
+    again.schedule(tracked(pending), &queue, kOneHour, false);
+    postedTimer = again.schedule(tracked(posted), &queue, kNow, true);
+    ASSERT_TRUE(queue.waitForQueued(1));
   }
   EXPECT_EQ(schedulerThreadStarts(sink_), 2u);
   EXPECT_EQ(counts.runs.load(), 4);
+  EXPECT_EQ(pending.live.load(), 0);
+  EXPECT_EQ(posted.live.load(), 1);  // waits in the queue
+  EXPECT_EQ(queue.runAll(), 1);
+  EXPECT_EQ(posted.runs.load(), 0);
+  EXPECT_EQ(posted.live.load(), 0);
+  EXPECT_THAT(sink_.linesWith("discarding canceled expired timer: " + addressOf(postedTimer)),
+              SizeIs(1));
   EXPECT_EQ(assertions(), 0u);
 }
 
@@ -425,10 +383,7 @@ TEST_F(TimerSchedulerTest, LastSchedulerDestroyedWhileANewOneIsMade) {
   EXPECT_EQ(assertions(), 0u);
 }
 
-// ---- Reliability --------------------------------------------------------------
-
-// Live copies of every stress action, over the whole test.
-std::atomic<int> g_liveStressActions{0};
+Counts g_stressActions;  // live copies of every stress action
 
 // Schedules and cancels timers from its queue's thread while the scheduler
 // thread fires others. Its slots are touched only on the worker thread, so
@@ -456,13 +411,10 @@ class Driver {
   };
 
   struct Fire {
-    Fire(Driver* d, std::size_t i) : driver(d), index(i) { ++g_liveStressActions; }
-    Fire(const Fire& o) : driver(o.driver), index(o.index) { ++g_liveStressActions; }
-    Fire& operator=(const Fire&) = delete;
-    ~Fire() { --g_liveStressActions; }
     void operator()() const { driver->fired(index); }
     Driver* driver;
     std::size_t index;
+    Tracked alive;
   };
 
   void round() {
@@ -474,7 +426,7 @@ class Driver {
       // One in eight stays pending until its scheduler is destroyed.
       const ACE_Time_Value delay = i == 7 ? kOneHour : ACE_Time_Value(0, delayUs(rng_));
       slots_.push_back({nullptr, owner, Pending});
-      slots_[index].timer = owner->schedule(makeFunctor(Fire(this, index)), &worker, delay,
+      slots_[index].timer = owner->schedule(makeFunctor(Fire{this, index, Tracked(&g_stressActions)}), &worker, delay,
                                             rng_() % 4 == 0);
     }
     for (int i = 0; i < 5 && !slots_.empty(); ++i) {
@@ -557,7 +509,7 @@ TEST_F(TimerSchedulerStress, CanceledActionsNeverRunAndNothingLeaks) {
   EXPECT_EQ(b.violations.load(), 0);
   EXPECT_EQ(ranAfterDestruction.load(), 0);
   EXPECT_GT(a.canceled.load() + b.canceled.load(), 0);
-  EXPECT_EQ(g_liveStressActions.load(), 0);
+  EXPECT_EQ(g_stressActions.live.load(), 0);
   EXPECT_TRUE(sink_.linesWith("Assertion failed").empty());
 }
 
