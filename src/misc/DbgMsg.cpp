@@ -67,6 +67,13 @@ std::shared_mutex& destLock() {
   return *m;
 }
 
+// Where back-traces go: the advanced-user destination if set, else the
+// main one. The caller holds destLock() shared.
+LineLogger* backTraceSink() {
+  LineLogger* adv = advDest.load(std::memory_order_acquire);
+  return adv ? adv : mainDest.load(std::memory_order_acquire);
+}
+
 void setDest(std::atomic<LineLogger*>& slot, LineLogger* dest) {
   std::unique_lock<std::shared_mutex> lock(destLock());
   slot.store(dest, std::memory_order_release);
@@ -492,8 +499,7 @@ std::string getStackInfo() {
 void printBackTrace() {
   DisableThreadLogging quiet;
   std::shared_lock<std::shared_mutex> lock(destLock());
-  LineLogger* sink = advDest.load(std::memory_order_acquire);
-  if (!sink) sink = mainDest.load(std::memory_order_acquire);
+  LineLogger* sink = backTraceSink();
   if (!sink) return;
   const LogLineType& type = LLT_Default();
   try {
@@ -636,8 +642,7 @@ void StackTrace::print() const {
   std::string text = format();
   if (!text.empty() && text.back() == '\n') text.pop_back();
   std::shared_lock<std::shared_mutex> lock(destLock());
-  LineLogger* sink = advDest.load(std::memory_order_acquire);
-  if (!sink) sink = mainDest.load(std::memory_order_acquire);
+  LineLogger* sink = backTraceSink();
   if (!sink) return;
   try {
     SinkAccess::deliver(*sink, text, LLT_Default());
