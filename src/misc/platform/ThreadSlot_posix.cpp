@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "ThreadSlot.h"
+#include "platform/ThreadSlot.h"
 
 namespace QIM {
 namespace detail {

@@ -1,6 +1,6 @@
 #include "qimmisc/QIMMiscApi.h"
 
-#include "LibraryObjects.h"
+#include "diagnostics/LibraryObjects.h"
 #include "qimmisc/Trace.h"
 
 namespace QIM {

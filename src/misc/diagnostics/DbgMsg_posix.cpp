@@ -1,4 +1,4 @@
-#include "DbgMsgPlatform.h"
+#include "diagnostics/DbgMsgPlatform.h"
 
 #include <cerrno>
 #include <ctime>

@@ -1,4 +1,4 @@
-#include "ThreadSlot.h"
+#include "platform/ThreadSlot.h"
 
 namespace QIM {
 namespace detail {

@@ -1,4 +1,4 @@
-#include "LibraryObjects.h"
+#include "diagnostics/LibraryObjects.h"
 
 #include "qimmisc/AsyncOpManager.h"
 #include "qimmisc/ObjectManagement.h"

@@ -10,8 +10,8 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "DbgMsgPlatform.h"
-#include "ThreadSlot.h"
+#include "diagnostics/DbgMsgPlatform.h"
+#include "platform/ThreadSlot.h"
 
 namespace QIM {
 namespace DbgMsg {
