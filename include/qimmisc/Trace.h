@@ -7,6 +7,9 @@
 //                                              writes an empty one
 //   QIM_ASSERT(0!=ptr_);                       assertion line + back-trace,
 //   QIM_ASSERT(count == 0, n << " left");      then carry on
+//   QIM_ASSERT_AS(isMine(), "tid_==self");     the same, logging the given
+//                                              condition text instead of the
+//                                              code's own
 //   QIM_THROW(FileNotFoundException, "File not found", "path=" << p);
 //
 // Each site keeps its Locus in a function-local static, made on the first
@@ -56,11 +59,15 @@
   }                                                                       \
   static_cast<void>(0)
 
-#define QIM_ASSERT(cond, ...)                                             \
+#define QIM_ASSERT(cond, ...) QIM_ASSERT_AS(cond, #cond __VA_OPT__(, ) __VA_ARGS__)
+
+// Where the log's condition text must stay as it has always read while the
+// code says the same thing more plainly.
+#define QIM_ASSERT_AS(cond, text, ...)                                    \
   do {                                                                    \
     if (!(cond)) {                                                        \
       QIM_LOCUS_STATIC_(qimLocus_, ::QIM::DbgMsg::ErrorId);               \
-      QIM_ASSERT_FAILED_(qimLocus_, #cond __VA_OPT__(, ) __VA_ARGS__);    \
+      QIM_ASSERT_FAILED_(qimLocus_, text __VA_OPT__(, ) __VA_ARGS__);     \
     }                                                                     \
   } while (0)
 
