@@ -1,5 +1,6 @@
 // Trace-site costs against spdlog: a closed channel, an ENTRY scope with
-// ENTRY closed, and an open line to a file flushed on every line.
+// ENTRY closed, and an open line to a file flushed on every line; and the
+// posting trace every post saves.
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/null_sink.h>
@@ -9,7 +10,9 @@
 #include <memory>
 #include <string>
 
+#include "qimmisc/FileLogger.h"
 #include "qimmisc/Trace.h"
+#include "qimmisc/functor.h"
 
 namespace {
 
@@ -107,5 +110,28 @@ void fileLineSpdlog(benchmark::State& state) {
   if (state.thread_index() == 0) logger.reset();
 }
 BENCHMARK(fileLineSpdlog)->Name("file_line/spdlog")->Threads(1)->Threads(4)->UseRealTime();
+
+// Saving the posting trace, as every post does: from an unchanged stack
+// (the snapshot is shared) and from a fresh instrumented scope each time.
+void savePostingTraceSameStack(benchmark::State& state) {
+  QIM::Functor action = QIM::makeFunctor([] {});
+  for (auto _ : state) {
+    action.saveStackTrace();
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(savePostingTraceSameStack)->Name("save_posting_trace/same_stack");
+
+void postFromScope(QIM::Functor& action) {
+  QIM_ENTRY();
+  action.saveStackTrace();
+}
+
+void savePostingTraceNewScope(benchmark::State& state) {
+  QIM::DbgMsg::toggleChannel(QIM::DbgMsg::EntryId, false);
+  QIM::Functor action = QIM::makeFunctor([] {});
+  for (auto _ : state) postFromScope(action);
+}
+BENCHMARK(savePostingTraceNewScope)->Name("save_posting_trace/new_scope");
 
 }  // namespace

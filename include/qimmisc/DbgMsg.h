@@ -3,15 +3,15 @@
 // Every module writes its diagnostics through QIM::DbgMsg. A line is built by
 // a Tracer only when its channel is open (test isOpen first; the QIM_TRACE
 // family of macros in Trace.h does that), gets a fixed header and is handed to
-// the current LineLogger sink. StackLogger marks an instrumented function and
-// keeps a per-thread stack of them that printBackTrace and StackTrace show.
+// the current LineLogger sink (FileLogger.h, ODSLogger.h and TeeLogger.h hold
+// the library's own). StackLogger marks an instrumented function and keeps a
+// per-thread stack of them that printBackTrace and StackTrace show.
 #pragma once
 
 #include <atomic>
 #include <memory>
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "qimmisc/Export.h"
 
@@ -27,8 +27,9 @@ inline constexpr int AdvUserLogId = 2;
 /// the table is full.
 inline constexpr int MaxChannels = 256;
 
-/// The place a line comes from. Sites keep their Locus in a function-local
-/// static (see Trace.h), so frames on the call stack are plain pointers.
+/// The place a line comes from, built at the logging site (Trace.h keeps it
+/// in a function-local static). The call stack and captured traces hold
+/// copies; the texts are the site's string constants.
 struct Locus {
   int channel;
   const char* file;      ///< bare source-file name, e.g. "ActionThread"
@@ -65,20 +66,8 @@ class QIMMISC_API LineLogger {
   virtual ~LineLogger();
 
  private:
-  friend class Tracer;
-  friend struct SinkAccess;
+  friend struct SinkAccess;  // the facility's delivery and TeeLogger
   virtual void doLogging(const std::string& line, const LogLineType& type) = 0;
-};
-
-/// Fans one line out to two sinks, first then second; owns neither.
-class QIMMISC_API TeeLogger : public LineLogger {
- public:
-  TeeLogger(LineLogger* first, LineLogger* second);
-
- private:
-  void doLogging(const std::string& line, const LogLineType& type) override;
-  LineLogger* first_;
-  LineLogger* second_;
 };
 
 /// OS last error read first; errno wins when it is non-zero.
@@ -123,45 +112,36 @@ QIMMISC_API std::string getStackInfo();
 /// Prints the calling thread's instrumented call stack to the current sink.
 QIMMISC_API void printBackTrace();
 
+// What the inline fast path and the macros of Trace.h reach. The rest of
+// the facility's internals stay inside the library.
 namespace detail {
 
 // Channel open flags, read inline by isOpen so that a closed channel costs
-// one load. Written by toggleChannel/initChannels.
+// one relaxed load at the site. Written by toggleChannel/initChannels.
 QIMMISC_API extern std::atomic<bool> channelOpen[MaxChannels];
 
-// Slow half of isOpen: the calling thread's enabled flag.
+// Slow half of isOpen, reached only for an open channel: the calling
+// thread's enabled flag.
 QIMMISC_API bool threadEnabled();
 
-// Text of a thread's additional stack information. The text of a captured
-// posting trace is formatted only when somebody reads it.
-class QIMMISC_API StackText {
- public:
-  virtual ~StackText();
-  virtual const std::string& text() const = 0;
-};
-using StackTextPtr = std::shared_ptr<const StackText>;
-
-// Swaps `text` with the calling thread's stack information, without
-// formatting or copying it. Functor swaps its posting trace in while it
-// runs and back out afterwards.
-QIMMISC_API void swapStackText(StackTextPtr& text);
-
-// The calling thread's call stack and stack information as a posting trace:
-// a StackTrace whose text is formatted by its first reader and cut to
-// `maxLength` characters. Posting again from the same stack returns the
-// same object, so a busy call site allocates nothing.
-QIMMISC_API StackTextPtr capturePostingTrace(std::size_t maxLength);
-
-// Builds the qualified function name ("QIM::ActionThread::stop") from the
+// The qualified function name ("QIM::ActionThread::stop") from the
 // compiler's pretty function signature, and the bare file name
-// ("ActionThread") from a path. Results live for the whole process.
+// ("ActionThread") from a path; made once per site by Trace.h. Results live
+// for the whole process.
 QIMMISC_API const char* functionName(const char* prettyFunction);
 QIMMISC_API const char* fileName(const char* path);
 
-// Write the assertion line (when ERROR is open) and a back-trace.
+// The assertion line (when ERROR is open) and a back-trace, out of line so
+// that a site costs only its test.
 QIMMISC_API void assertionFailed(const Locus& locus, const char* condition);
 QIMMISC_API void assertionFailed(const Locus& locus, const char* condition,
                                  const std::string& message);
+
+// Opaque here: a pooled line buffer, an immutable copy of a thread's call
+// stack, and a thread's additional stack information.
+class LineStream;
+class StackSnapshot;
+class StackText;
 
 }  // namespace detail
 
@@ -171,11 +151,6 @@ inline bool isOpen(int channel) {
          detail::channelOpen[channel].load(std::memory_order_relaxed) &&
          detail::threadEnabled();
 }
-
-namespace detail {
-class LineStream;
-class DeferredStackText;
-}  // namespace detail
 
 /// Collects one line. The constructor writes the header, the caller streams
 /// the message into it like into any std::ostream, the destructor delivers
@@ -213,10 +188,10 @@ class QIMMISC_API Tracer {
   const LogLineType* type_;
 };
 
-/// Marks an instrumented function for its lifetime: pushes a frame on the
-/// thread's call stack and, when ENTRY is open within the depth limit, times
-/// the scope and writes "<ret Time:N usec>" at its end. `locus` must outlive
-/// the object (sites use a static Locus).
+/// Marks an instrumented function for its lifetime: pushes a copy of
+/// `locus` on the thread's call stack and, when its channel is open within
+/// the depth limit, times the scope on a monotonic clock and writes
+/// "<ret Time:N usec>" at its end.
 class QIMMISC_API StackLogger {
  public:
   explicit StackLogger(const Locus& locus);
@@ -228,56 +203,25 @@ class QIMMISC_API StackLogger {
   bool isActive() const { return start_ >= 0; }
 
  private:
-  const Locus& locus_;
-  long long start_;     // microseconds since the epoch; -1 when inactive
-  bool pushed_ = true;  // false only when the frame could not be stored
+  long long start_;  // monotonic microseconds at entry; -1 when inactive
+  bool pushed_;      // false only when the frame could not be stored
 };
 
 /// A copy of the calling thread's call stack, stack information and id,
-/// taken at construction, to be printed or formatted later.
+/// taken at construction, to be printed or formatted later. Copies share
+/// the captured state, which never changes.
 class QIMMISC_API StackTrace {
  public:
   StackTrace();
-  /// Writes format()'s text to the current sink in one line-set.
+  /// Writes format()'s text to the current sink in one call.
   void print() const;
   /// "Delayed stack trace for thread XXXX" and one line per frame, newest
   /// first, then the additional information.
   std::string format() const;
 
  private:
-  friend class detail::DeferredStackText;
-  std::vector<const Locus*> frames_;
-  detail::StackTextPtr info_;
-  unsigned long threadId_;
+  std::shared_ptr<const detail::StackSnapshot> snapshot_;
 };
 
 }  // namespace DbgMsg
-
-/// Writes each line to a file opened (truncated) at construction and shared
-/// with other processes for reading and writing. Each line goes out in one
-/// write followed by a newline, so concurrent lines never interleave. A file
-/// that cannot be opened silently loses its lines.
-class QIMMISC_API FileLogger : public DbgMsg::LineLogger {
- public:
-  explicit FileLogger(const char* path);
-  ~FileLogger() override;
-  FileLogger(const FileLogger&) = delete;
-  FileLogger& operator=(const FileLogger&) = delete;
-
-  /// Whether the file was opened.
-  bool isOpen() const;
-
- private:
-  void doLogging(const std::string& line, const DbgMsg::LogLineType& type) override;
-  struct Impl;
-  std::unique_ptr<Impl> impl_;
-};
-
-/// Writes each line to the debugger's output (OutputDebugStringA on
-/// Windows, standard error elsewhere).
-class QIMMISC_API ODSLogger : public DbgMsg::LineLogger {
- private:
-  void doLogging(const std::string& line, const DbgMsg::LogLineType& type) override;
-};
-
 }  // namespace QIM

@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -81,8 +82,9 @@ class QIMMISC_API Functor {
   /// stack information; an empty functor does nothing.
   void operator()();
 
-  /// Remembers the calling thread's instrumented call stack as the place
-  /// this functor was posted. Cheap: the text is made only when read.
+  /// Remembers the calling thread's instrumented call stack (a StackTrace)
+  /// as the place this functor was posted. Cheap: posts from an unchanged
+  /// stack share one capture, and the text is made only when read.
   void saveStackTrace();
 
   /// The posting trace text (at most 10000 characters), or empty.
@@ -108,7 +110,8 @@ class QIMMISC_API Functor {
   void destroyExecutor() noexcept;
 
   Executor* executor_;
-  DbgMsg::detail::StackTextPtr stackTrace_;
+  // Where it was posted; shared with other posts from the same stack.
+  std::shared_ptr<const DbgMsg::detail::StackText> stackTrace_;
   // Small executors live here, so that copying a Functor into a queue
   // allocates nothing.
   alignas(void*) unsigned char inline_[InlineExecutorSize];

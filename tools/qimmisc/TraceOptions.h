@@ -6,6 +6,8 @@
 #include <string>
 
 #include "qimmisc/DbgMsg.h"
+#include "qimmisc/FileLogger.h"
+#include "qimmisc/TeeLogger.h"
 
 namespace qimtool {
 

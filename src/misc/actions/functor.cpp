@@ -1,6 +1,10 @@
 #include "qimmisc/functor.h"
 
+#include "diagnostics/PostingTrace.h"
+
 namespace QIM {
+
+static_assert(Functor::MaxStackTraceLength == DbgMsg::detail::kMaxPostingTraceLength);
 
 namespace {
 
@@ -97,7 +101,7 @@ void Functor::operator()() {
 }
 
 void Functor::saveStackTrace() {
-  stackTrace_ = DbgMsg::detail::capturePostingTrace(MaxStackTraceLength);
+  stackTrace_ = DbgMsg::detail::capturePostingTrace();
 }
 
 std::string Functor::stackTrace() const {

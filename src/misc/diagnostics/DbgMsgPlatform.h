@@ -14,9 +14,6 @@ unsigned long currentThreadId();
 // The OS last-error code: GetLastError on Windows; POSIX has only errno.
 unsigned int osLastError();
 
-// Wall-clock microseconds since 1970 (GetSystemTimeAsFileTime on Windows).
-long long systemTimeMicros();
-
 }  // namespace platform
 }  // namespace DbgMsg
 }  // namespace QIM

@@ -1,7 +1,6 @@
 #include "diagnostics/DbgMsgPlatform.h"
 
 #include <cerrno>
-#include <ctime>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -17,12 +16,6 @@ unsigned long currentThreadId() {
 }
 
 unsigned int osLastError() { return static_cast<unsigned int>(errno); }
-
-long long systemTimeMicros() {
-  timespec ts{};
-  ::clock_gettime(CLOCK_REALTIME, &ts);
-  return static_cast<long long>(ts.tv_sec) * 1000000 + ts.tv_nsec / 1000;
-}
 
 }  // namespace platform
 }  // namespace DbgMsg

@@ -1,6 +1,6 @@
 #include "diagnostics/DbgMsgPlatform.h"
 
-#include <windows.h>
+#include "platform/Win32.h"
 
 namespace QIM {
 namespace DbgMsg {
@@ -9,16 +9,6 @@ namespace platform {
 unsigned long currentThreadId() { return ::GetCurrentThreadId(); }
 
 unsigned int osLastError() { return ::GetLastError(); }
-
-long long systemTimeMicros() {
-  FILETIME ft;
-  ::GetSystemTimeAsFileTime(&ft);
-  ULARGE_INTEGER t;
-  t.LowPart = ft.dwLowDateTime;
-  t.HighPart = ft.dwHighDateTime;
-  // 100-ns ticks since 1601 to microseconds since 1970.
-  return static_cast<long long>(t.QuadPart / 10) - 11644473600000000LL;
-}
 
 }  // namespace platform
 }  // namespace DbgMsg

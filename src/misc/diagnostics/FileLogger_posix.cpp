@@ -1,10 +1,10 @@
+#include "qimmisc/FileLogger.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <mutex>
-
-#include "qimmisc/DbgMsg.h"
 
 namespace QIM {
 

@@ -1,9 +1,9 @@
-#include <windows.h>
+#include "qimmisc/FileLogger.h"
 
 #include <mutex>
 #include <string>
 
-#include "qimmisc/DbgMsg.h"
+#include "platform/Win32.h"
 
 namespace QIM {
 

@@ -1,9 +1,9 @@
+#include "qimmisc/ODSLogger.h"
+
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
-
-#include "qimmisc/DbgMsg.h"
 
 namespace QIM {
 

@@ -1,6 +1,6 @@
-#include <windows.h>
+#include "qimmisc/ODSLogger.h"
 
-#include "qimmisc/DbgMsg.h"
+#include "platform/Win32.h"
 
 namespace QIM {
 

@@ -1,8 +1,8 @@
-#include <windows.h>
+#include "platform/ThreadSlot.h"
 
 #include <cstdlib>
 
-#include "platform/ThreadSlot.h"
+#include "platform/Win32.h"
 
 namespace QIM {
 namespace detail {
