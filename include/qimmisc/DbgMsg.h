@@ -137,8 +137,9 @@ QIMMISC_API void assertionFailed(const Locus& locus, const char* condition);
 QIMMISC_API void assertionFailed(const Locus& locus, const char* condition,
                                  const std::string& message);
 
-// Opaque here: a pooled line buffer, an immutable copy of a thread's call
-// stack, and a thread's additional stack information.
+// Named only, defined inside the library: the pooled line buffer behind a
+// Tracer, the shared copy of a thread's call stack behind a StackTrace, and
+// the stack information a Functor keeps as its posting trace.
 class LineStream;
 class StackSnapshot;
 class StackText;
