@@ -76,10 +76,10 @@ std::string PostingTrace::format() const {
 }
 
 StackTextPtr capturePostingTrace() {
-  std::shared_ptr<const StackSnapshot> snapshot = currentSnapshot();
   ThreadState& state = threadState();
+  const std::shared_ptr<const StackSnapshot>& snapshot = currentSnapshot(state);
   if (!state.postingTrace) {
-    auto trace = std::make_shared<const PostingTrace>(std::move(snapshot));
+    auto trace = std::make_shared<const PostingTrace>(snapshot);
     if (trace->chainLength() > PostingTrace::kMaxChain) trace->text();
     state.postingTrace = std::move(trace);
   }

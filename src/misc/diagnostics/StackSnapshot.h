@@ -14,6 +14,7 @@ namespace DbgMsg {
 namespace detail {
 
 class PostingTrace;
+struct ThreadState;
 
 /// A thread's additional stack information: a plain text, or a posting
 /// trace whose text is made when first read.
@@ -60,9 +61,10 @@ class StackSnapshot {
   StackTextPtr info_;
 };
 
-/// The calling thread's snapshot: the same object while its stack and
-/// stack information are unchanged, so capturing often is cheap.
-std::shared_ptr<const StackSnapshot> currentSnapshot();
+/// The calling thread's snapshot (`state` is its ThreadState): the same
+/// object while its stack and stack information are unchanged, so
+/// capturing often is cheap.
+const std::shared_ptr<const StackSnapshot>& currentSnapshot(ThreadState& state);
 
 }  // namespace detail
 }  // namespace DbgMsg

@@ -54,8 +54,7 @@ void StackSnapshot::appendHead(std::string& out) const {
   }
 }
 
-std::shared_ptr<const StackSnapshot> currentSnapshot() {
-  ThreadState& state = threadState();
+const std::shared_ptr<const StackSnapshot>& currentSnapshot(ThreadState& state) {
   if (state.snapshot && state.snapshotGeneration == callStack.generation) return state.snapshot;
   // The stack moved since: a scope left and an equal one entered (a loop
   // that posts from an instrumented helper) still matches.
@@ -69,7 +68,7 @@ std::shared_ptr<const StackSnapshot> currentSnapshot() {
 
 }  // namespace detail
 
-StackTrace::StackTrace() : snapshot_(detail::currentSnapshot()) {}
+StackTrace::StackTrace() : snapshot_(detail::currentSnapshot(detail::threadState())) {}
 
 std::string StackTrace::format() const {
   std::string out;
