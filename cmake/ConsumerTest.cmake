@@ -1,6 +1,6 @@
-# ctest -P script: installs the build tree into a scratch prefix, then
-# configures, builds and runs tests/consumer against it with both the CMake
-# package and pkg-config.
+# ctest -P script: installs the build tree into a scratch prefix, runs the
+# installed tool from there, then configures, builds and runs tests/consumer
+# against it with both the CMake package and pkg-config.
 #   -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=... [-DGENERATOR=...]
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")
@@ -14,6 +14,17 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
+
+# The installed tool must start on its own (its run path finds the library):
+# no library path from outside, and its installation folder is its own.
+unset(ENV{LD_LIBRARY_PATH})
+unset(ENV{QIMMISC_INSTALL_DIR})
+run("${prefix}/bin/qimmisc" --version)
+execute_process(COMMAND "${prefix}/bin/qimmisc" doctor RESULT_VARIABLE rc OUTPUT_VARIABLE out
+                ERROR_VARIABLE out)
+if(NOT (rc EQUAL 0 OR rc EQUAL 1) OR NOT out MATCHES "\\[ok\\] +installation +${prefix}/bin/")
+  message(FATAL_ERROR "installed qimmisc doctor failed (${rc}):\n${out}")
+endif()
 run(${CMAKE_COMMAND} -S "${SOURCE_DIR}/tests/consumer" -B "${WORK_DIR}/build"
     -G "${GENERATOR}" -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release)
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/build")

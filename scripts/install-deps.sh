@@ -5,7 +5,7 @@
 #                                      sanitizers' needs and the benchmarks
 set -euo pipefail
 
-linux=(cmake ninja-build g++ make pkg-config libace-dev
+linux=(cmake ninja-build g++ make pkg-config libace-dev libcli11-dev
        libgtest-dev libgmock-dev googletest)
 extra=(libbenchmark-dev libspdlog-dev libboost-dev
        g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix

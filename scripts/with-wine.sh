@@ -12,5 +12,12 @@ wineserver -k >/dev/null 2>&1 || true
 wineserver -p >/dev/null 2>&1 || true
 # The first start creates the prefix (about ten seconds on a fresh machine).
 wine cmd /c exit </dev/null >/dev/null 2>&1 || true
+# A crash must fail its test at once: without this, wine starts its debugger
+# (winedbg), which waits for a user until the test's time limit.
+for key in 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' \
+           'HKLM\Software\Wow6432Node\Microsoft\Windows NT\CurrentVersion\AeDebug'; do
+  wine reg add "$key" /v Debugger /d "" /f </dev/null >/dev/null 2>&1 || true
+  wine reg add "$key" /v Auto /d 0 /f </dev/null >/dev/null 2>&1 || true
+done
 trap 'wineserver -k >/dev/null 2>&1 || true' EXIT
 "$@"

@@ -28,7 +28,9 @@ QIMMISC_API wchar_t pathSeparator();
 /// setInstallationPath, else the environment variable QIMMISC_INSTALL_DIR
 /// when set and not empty, else the folder of the running executable. A
 /// separator is added when the chosen folder lacks one; the folder is not
-/// otherwise checked or made absolute. Thread-safe.
+/// otherwise checked or made absolute. A variable that is set but cannot be
+/// read as text (not UTF-8 on Linux) is not skipped: the result is then
+/// empty, as lookUpFolder explains. Thread-safe.
 QIMMISC_API std::wstring getInstallationPath();
 
 /// Overrides the installation folder for the whole process (hosts that load
@@ -51,32 +53,25 @@ QIMMISC_API std::wstring getUserDocsDir();
 /// Windows; $XDG_CONFIG_HOME when absolute, else ~/.config, on Linux.
 QIMMISC_API std::wstring getUserAppDir();
 
+/// The folders the getters above return.
+enum class Folder { Installation, User, UserDocuments, UserAppData };
+
+/// A folder looked up together with the reason when there is none.
+struct FolderLookup {
+  std::wstring folder;  ///< with its trailing separator; empty when not found
+  std::string problem;  ///< why `folder` is empty, in English; empty otherwise
+};
+
+/// Looks up `which` exactly as its getter does, and says why when the result
+/// is empty: for instance "name is not valid UTF-8: /home/\xE9ric" on Linux,
+/// where folder names are bytes that must be UTF-8 to become wide text (the
+/// bytes that are not printable ASCII are shown as \xHH). A failed lookup
+/// also writes "Cannot determine the <what> folder: <problem>" to ERROR.
+QIMMISC_API FolderLookup lookUpFolder(Folder which);
+
 /// True when `path` names something that exists and is not a directory
 /// (following symbolic links). False for a directory, a missing or
 /// unreachable path, an empty path or one with an embedded NUL.
 QIMMISC_API bool fileExists(const std::wstring& path);
-
-namespace detail {
-
-// Implemented per platform in SystemPaths_win.cpp / SystemPaths_posix.cpp;
-// not exported.
-
-// Folder of the running executable with its trailing separator, or empty.
-std::wstring executableFolder();
-
-// Value of an environment variable; empty when unset.
-std::wstring environmentVariable(const wchar_t* name);
-
-// Implemented in SystemPaths.cpp. `folder` with a separator appended when
-// it does not already end with one ('/' also counts on Windows); empty
-// stays empty.
-std::wstring withTrailingSeparator(std::wstring folder);
-
-// Implemented in SystemPaths.cpp. withTrailingSeparator(folder), or, when
-// `folder` is empty, an ERROR line "Cannot determine the <what> folder" and
-// an empty result.
-std::wstring folderOrError(std::wstring folder, const char* what);
-
-}  // namespace detail
 
 }  // namespace QIM

@@ -1,31 +1,30 @@
-// The tool's commands: each has a name, a one-line summary, a help text and
-// a function that runs it with the arguments that follow its name.
+// The tool's commands. Each command lives in its own file and adds itself to
+// the command line there (its name, help, options and body); addCommands
+// calls them all, in the order "qimmisc --help" lists them.
 #pragma once
 
-#include <ostream>
-#include <string>
-#include <vector>
+#include <functional>
+
+namespace CLI {
+class App;
+}
 
 namespace qimtool {
-
-struct Command {
-  const char* name;
-  const char* summary;
-  const char* help;  // shown by "qimmisc NAME --help"
-  int (*run)(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
-};
-
-/// Every command, in the order "qimmisc --help" lists them.
-const std::vector<Command>& commands();
-
-/// The command called `name`, or null.
-const Command* findCommand(const std::string& name);
 
 /// Exit codes shared by every command.
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitProblems = 1;  // the command ran and found problems
 inline constexpr int kExitUsage = 2;     // the command line was wrong
 
-int runDoctor(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+/// A command's work, run once the command line is parsed, tracing is set up
+/// and the library is started; returns the exit code.
+using CommandBody = std::function<int()>;
+
+/// Adds every command to `app`; parsing a command line stores the chosen
+/// command's body in `chosen`.
+void addCommands(CLI::App& app, CommandBody& chosen);
+
+// One per command, each defined in the command's own file.
+void addDoctorCommand(CLI::App& app, CommandBody& chosen);
 
 }  // namespace qimtool

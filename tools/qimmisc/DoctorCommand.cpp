@@ -1,6 +1,9 @@
 // "qimmisc doctor": what a support engineer asks first about a client
 // machine. Each section is one function, so later checks join as sections.
+#include <CLI/CLI.hpp>
+
 #include <filesystem>
+#include <iostream>
 #include <system_error>
 
 #include "Commands.h"
@@ -36,20 +39,18 @@ Section buildSection() {
 
 // A folder the client needs: present is fine, missing is a failure when the
 // client cannot work without it, a warning otherwise.
-Check folderCheck(const std::string& label, const std::wstring& folder, bool required) {
+Check folderCheck(const std::string& label, QIM::Folder which, bool required) {
   QIM_ENTRY("label=" << label);
-  Check check{label, narrow(folder)};
-  const Verdict missing = required ? Verdict::Fail : Verdict::Warn;
-  if (folder.empty()) {
-    check.verdict = missing;
-    check.note = "cannot be determined";
-    return check;
-  }
-  std::error_code error;
-  if (std::filesystem::is_directory(toPath(folder), error)) {
+  const QIM::FolderLookup found = QIM::lookUpFolder(which);
+  Check check{label, narrow(found.folder)};
+  check.verdict = required ? Verdict::Fail : Verdict::Warn;
+  if (found.folder.empty()) {
+    check.note = found.problem;
+  } else if (check.value.empty()) {
+    check.note = "name is not valid UTF-16";  // a lone surrogate on Windows
+  } else if (std::error_code error; std::filesystem::is_directory(toPath(found.folder), error)) {
     check.verdict = Verdict::Ok;
   } else {
-    check.verdict = missing;
     check.note = error ? error.message() : "missing";
   }
   return check;
@@ -58,26 +59,38 @@ Check folderCheck(const std::string& label, const std::wstring& folder, bool req
 Section foldersSection() {
   QIM_ENTRY();
   return {"Folders",
-          {folderCheck("installation", QIM::getInstallationPath(), true),
-           folderCheck("user", QIM::getUserDir(), true),
-           folderCheck("user documents", QIM::getUserDocsDir(), false),
-           folderCheck("user app data", QIM::getUserAppDir(), false)}};
+          {folderCheck("installation", QIM::Folder::Installation, true),
+           folderCheck("user", QIM::Folder::User, true),
+           folderCheck("user documents", QIM::Folder::UserDocuments, false),
+           folderCheck("user app data", QIM::Folder::UserAppData, false)}};
+}
+
+int runDoctor() {
+  QIM_ENTRY();
+  Report report;
+  report.add(buildSection());
+  report.add(foldersSection());
+  std::cout << "QIM client environment report\n\n";
+  report.print(std::cout);
+  return report.failed() ? kExitProblems : kExitOk;
 }
 
 }  // namespace
 
-int runDoctor(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  QIM_ENTRY("args=" << args.size());
-  if (!args.empty()) {
-    err << "qimmisc doctor: unexpected argument '" << args.front() << "'\n";
-    return kExitUsage;
-  }
-  Report report;
-  report.add(buildSection());
-  report.add(foldersSection());
-  out << "QIM client environment report\n\n";
-  report.print(out);
-  return report.failed() ? kExitProblems : kExitOk;
+void addDoctorCommand(CLI::App& app, CommandBody& chosen) {
+  CLI::App* doctor =
+      app.add_subcommand("doctor", "Report the client's environment and what is wrong with it");
+  doctor->footer(
+      "Prints a report of the client's environment, section by section:\n"
+      "  Build     the library's build information\n"
+      "  Folders   the installation, user, documents and application data\n"
+      "            folders, and whether each exists\n"
+      "Each check is marked [ok], [warn] or [FAIL]; the exit code is 0 when\n"
+      "nothing failed and 1 otherwise.\n"
+      "\n"
+      "The installation folder is the folder of the qimmisc executable unless\n"
+      "QIMMISC_INSTALL_DIR names another one.");
+  doctor->callback([&chosen] { chosen = runDoctor; });
 }
 
 }  // namespace qimtool

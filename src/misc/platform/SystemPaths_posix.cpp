@@ -1,9 +1,10 @@
-// System paths on Linux. Paths are bytes here; they are taken as UTF-8 when
-// turned into wide text. The per-user folders follow the XDG base directory
-// and user-dirs conventions.
+// System paths on Linux. Paths are bytes here; they must be UTF-8 to become
+// wide text, and a name that is not is reported rather than dropped. The
+// per-user folders follow the XDG base directory and user-dirs conventions.
 #include "qimmisc/SystemPaths.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <pwd.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "platform/SystemPathsPlatform.h"
 #include "qimmisc/StringUtils.h"
 #include "qimmisc/Trace.h"
 
@@ -100,16 +102,44 @@ std::string userDirsValue(const std::string& file, const std::string& key) {
   return found;
 }
 
-// The wide form of a folder, with its separator; an ERROR line when empty.
-std::wstring finish(const std::string& folder, const char* what) {
-  return detail::folderOrError(fromUtf8(folder), what);
+// The wide form of a folder name. Bytes that are not UTF-8 cannot become
+// wide text; the problem then shows them, escaped, so the user can find the
+// folder.
+FolderLookup toLookup(const std::string& folder) {
+  if (folder.empty()) return {};
+  std::wstring wide = fromUtf8(folder);
+  if (!wide.empty()) return {std::move(wide), {}};
+  std::string shown;
+  for (const char c : folder) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte < 0x7F) {
+      shown += c;
+    } else {
+      char escaped[5];
+      std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
+      shown += escaped;
+    }
+  }
+  return {{}, "name is not valid UTF-8: " + shown};
+}
+
+std::string documentsFolder() {
+  static const std::string kKey = "XDG_DOCUMENTS_DIR";
+  const std::string home = homeFolder();
+  std::string docs = expandHome(env(kKey.c_str()), home);
+  if (docs.empty()) {
+    const std::string config = configFolder(home);
+    if (!config.empty()) docs = expandHome(userDirsValue(join(config, "user-dirs.dirs"), kKey), home);
+  }
+  if (docs.empty() && !home.empty()) docs = join(home, "Documents");
+  return docs;
 }
 
 }  // namespace
 
 namespace detail {
 
-std::wstring executableFolder() {
+FolderLookup executableFolder() {
   std::vector<char> buffer(4096);
   for (;;) {
     const ssize_t n = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
@@ -120,36 +150,28 @@ std::wstring executableFolder() {
     }
     if (static_cast<std::size_t>(n) < buffer.size()) {
       const std::string path(buffer.data(), static_cast<std::size_t>(n));
-      const std::size_t slash = path.rfind('/');
-      return slash == std::string::npos ? std::wstring()
-                                        : fromUtf8(path.substr(0, slash + 1));
+      return toLookup(path.substr(0, path.rfind('/') + 1));
     }
     if (buffer.size() >= (1u << 20)) return {};  // the kernel caps it far below
     buffer.resize(buffer.size() * 2);            // possibly truncated: retry
   }
 }
 
-std::wstring environmentVariable(const wchar_t* name) {
-  return fromUtf8(env(toUtf8(name).c_str()));
+FolderLookup environmentFolder(const wchar_t* name) {
+  return toLookup(env(toUtf8(name).c_str()));
+}
+
+FolderLookup userFolder(Folder which) {
+  switch (which) {
+    case Folder::User: return toLookup(homeFolder());
+    case Folder::UserDocuments: return toLookup(documentsFolder());
+    case Folder::UserAppData: return toLookup(configFolder(homeFolder()));
+    case Folder::Installation: break;
+  }
+  return {};
 }
 
 }  // namespace detail
-
-std::wstring getUserDir() { return finish(homeFolder(), "user's home"); }
-
-std::wstring getUserDocsDir() {
-  static const std::string kKey = "XDG_DOCUMENTS_DIR";
-  const std::string home = homeFolder();
-  std::string docs = expandHome(env(kKey.c_str()), home);
-  if (docs.empty()) {
-    const std::string config = configFolder(home);
-    if (!config.empty()) docs = expandHome(userDirsValue(join(config, "user-dirs.dirs"), kKey), home);
-  }
-  if (docs.empty() && !home.empty()) docs = join(home, "Documents");
-  return finish(docs, "user's documents");
-}
-
-std::wstring getUserAppDir() { return finish(configFolder(homeFolder()), "user's config"); }
 
 bool fileExists(const std::wstring& path) {
   if (path.empty() || path.find(L'\0') != std::wstring::npos) return false;

@@ -3,50 +3,14 @@
 // profile, for instance).
 #include "qimmisc/SystemPaths.h"
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
+#include "platform/Win32.h"
 #include <shlobj.h>
 
+#include "platform/SystemPathsPlatform.h"
 #include "qimmisc/Trace.h"
 
 namespace QIM {
 namespace {
-
-// A shell folder such as CSIDL_APPDATA; empty when the shell has none.
-std::wstring shellFolder(int csidl) {
-  wchar_t buffer[MAX_PATH] = {};
-  const HRESULT hr = ::SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, buffer);
-  if (hr != S_OK) {
-    QIM_ERROR("SHGetFolderPathW(" << csidl << ") failed. hr:" << static_cast<unsigned long>(hr));
-    return {};
-  }
-  return buffer;
-}
-
-}  // namespace
-
-namespace detail {
-
-std::wstring executableFolder() {
-  std::wstring path(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD n = ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    if (n == 0) {
-      const DWORD code = ::GetLastError();
-      QIM_ERROR("GetModuleFileNameW failed. lasterror:" << code);
-      return {};
-    }
-    if (n < path.size()) {  // a truncated name fills the buffer exactly
-      path.resize(n);
-      const std::size_t slash = path.find_last_of(L"\\/");
-      return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash + 1);
-    }
-    if (path.size() >= 65536) return {};  // beyond the longest possible path
-    path.resize(path.size() * 2);
-  }
-}
 
 std::wstring environmentVariable(const wchar_t* name) {
   std::wstring value;
@@ -64,28 +28,61 @@ std::wstring environmentVariable(const wchar_t* name) {
   return {};
 }
 
-}  // namespace detail
-
-std::wstring getUserDir() {
-  std::wstring dir = shellFolder(CSIDL_PROFILE);
-  if (dir.empty()) dir = detail::environmentVariable(L"USERPROFILE");
-  return detail::folderOrError(std::move(dir), "user's home");
-}
-
-std::wstring getUserDocsDir() {
-  std::wstring dir = shellFolder(CSIDL_PERSONAL);
-  if (dir.empty()) {
-    const std::wstring profile = detail::environmentVariable(L"USERPROFILE");
-    if (!profile.empty()) dir = detail::withTrailingSeparator(profile) + L"Documents";
+// A shell folder such as CSIDL_APPDATA, else the environment variable
+// `fallback` (when not null); empty when neither has one.
+std::wstring shellFolder(int csidl, const wchar_t* fallback) {
+  wchar_t buffer[MAX_PATH] = {};
+  const HRESULT hr = ::SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, buffer);
+  if (hr != S_OK) {
+    QIM_ERROR("SHGetFolderPathW(" << csidl << ") failed. hr:" << static_cast<unsigned long>(hr));
+    return fallback ? environmentVariable(fallback) : std::wstring();
   }
-  return detail::folderOrError(std::move(dir), "user's documents");
+  return buffer;
 }
 
-std::wstring getUserAppDir() {
-  std::wstring dir = shellFolder(CSIDL_APPDATA);
-  if (dir.empty()) dir = detail::environmentVariable(L"APPDATA");
-  return detail::folderOrError(std::move(dir), "user's application data");
+}  // namespace
+
+namespace detail {
+
+FolderLookup executableFolder() {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD n = ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    if (n == 0) {
+      const DWORD code = ::GetLastError();
+      QIM_ERROR("GetModuleFileNameW failed. lasterror:" << code);
+      return {};
+    }
+    if (n < path.size()) {  // a truncated name fills the buffer exactly
+      path.resize(n);
+      const std::size_t slash = path.find_last_of(L"\\/");
+      return {path.substr(0, slash + 1), {}};  // npos + 1: empty
+    }
+    if (path.size() >= 65536) return {};  // beyond the longest possible path
+    path.resize(path.size() * 2);
+  }
 }
+
+FolderLookup environmentFolder(const wchar_t* name) { return {environmentVariable(name), {}}; }
+
+FolderLookup userFolder(Folder which) {
+  switch (which) {
+    case Folder::User: return {shellFolder(CSIDL_PROFILE, L"USERPROFILE"), {}};
+    case Folder::UserDocuments: {
+      std::wstring dir = shellFolder(CSIDL_PERSONAL, nullptr);
+      if (dir.empty()) {
+        const std::wstring profile = environmentVariable(L"USERPROFILE");
+        if (!profile.empty()) dir = withTrailingSeparator(profile) + L"Documents";
+      }
+      return {std::move(dir), {}};
+    }
+    case Folder::UserAppData: return {shellFolder(CSIDL_APPDATA, L"APPDATA"), {}};
+    case Folder::Installation: break;
+  }
+  return {};
+}
+
+}  // namespace detail
 
 bool fileExists(const std::wstring& path) {
   if (path.empty() || path.find(L'\0') != std::wstring::npos) return false;

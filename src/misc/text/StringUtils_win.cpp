@@ -6,11 +6,7 @@
 
 #include <climits>
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
-
+#include "platform/Win32.h"
 #include "qimmisc/Trace.h"
 
 namespace QIM {
