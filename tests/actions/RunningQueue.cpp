@@ -1,0 +1,132 @@
+#include "RunningQueue.h"
+
+#include <ace/Thread.h>
+#include <ace/Timer_Queue.h>
+
+#include "TestSupport.h"
+#include "qimmisc/ActionThread.h"
+#include "qimmisc/ReactorActionQueue.h"
+#ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+#include "qimmisc/ActionWindow.h"
+#endif
+
+namespace QIM::test {
+namespace {
+
+struct ThreadQueue {
+  ThreadQueue() { queue.start("RunningQueue"); }
+  ~ThreadQueue() { queue.stop(ActionThread::StopDrain, ActionThread::ReturnWait); }
+  ActionThread queue;
+};
+
+struct ReactorQueue {
+  ~ReactorQueue() {
+    loop.stop();
+    queue.setReactor(nullptr);
+  }
+  ReactorLoop loop;
+  ReactorActionQueue queue;
+};
+
+#ifdef _WIN32
+// Pumps messages on its own thread until destroyed; the window lives there.
+struct WindowQueue {
+  WindowQueue() {
+    Gate started;
+    thread = std::thread([&] {
+      try {
+        queue.init();
+      } catch (const std::exception&) {
+      }
+      threadId = GetCurrentThreadId();
+      started.open();
+      MSG msg;
+      while (queue.tid() && !stop && GetMessageW(&msg, nullptr, 0, 0) > 0) DispatchMessageW(&msg);
+      if (queue.tid()) queue.halt();
+    });
+    started.wait();
+  }
+  ~WindowQueue() {
+    stop = true;
+    PostThreadMessageW(threadId, WM_NULL, 0, 0);
+    thread.join();
+  }
+  ActionWindow queue{false};
+  std::thread thread;
+  std::atomic<bool> stop{false};
+  DWORD threadId = 0;
+};
+#endif
+
+template <class Holder>
+std::shared_ptr<ActionQueue> shareQueue(const std::shared_ptr<Holder>& holder) {
+  return std::shared_ptr<ActionQueue>(holder, &holder->queue);
+}
+
+}  // namespace
+
+::testing::AssertionResult ReactorLoop::ready() {
+  if (impl_.initialized()) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "the select reactor could not open (its notification "
+                                          "pipe?), errno=" << errno;
+}
+
+void ReactorLoop::start() {
+  Gate owned;
+  thread_ = std::thread([this, &owned] {
+    reactor_.owner(ACE_Thread::self());
+    tid_ = static_cast<unsigned long>(ACE_Thread::self());
+    owned.open();
+    reactor_.run_reactor_event_loop();
+  });
+  owned.wait();
+}
+
+void ReactorLoop::stop() {
+  if (!thread_.joinable()) return;
+  reactor_.end_reactor_event_loop();
+  thread_.join();
+}
+
+int ReactorLoop::timersFor(const ACE_Event_Handler* handler) {
+  int count = 0;
+  ACE_Timer_Queue::ITERATOR& it = impl_.timer_queue()->iter();
+  for (it.first(); !it.isdone(); it.next()) count += it.item()->get_type() == handler;
+  return count;
+}
+
+std::vector<QueueKind> queueKinds() {
+#ifdef _WIN32
+  return {QueueKind::Thread, QueueKind::Reactor, QueueKind::Window};
+#else
+  return {QueueKind::Thread, QueueKind::Reactor};
+#endif
+}
+
+std::string kindName(QueueKind kind) {
+  const char* names[] = {"ActionThread", "ReactorActionQueue", "ActionWindow"};
+  return names[static_cast<int>(kind)];
+}
+
+void startQueue(QueueKind kind, std::shared_ptr<ActionQueue>& out) {
+  if (kind == QueueKind::Reactor) {
+    auto holder = std::make_shared<ReactorQueue>();
+    ASSERT_TRUE(holder->loop.ready());
+    holder->queue.setReactor(holder->loop.reactor());
+    holder->loop.start();
+    out = shareQueue(holder);
+  } else if (kind == QueueKind::Window) {
+#ifdef _WIN32
+    auto holder = std::make_shared<WindowQueue>();
+    ASSERT_NE(holder->queue.tid(), 0u) << "the action window could not be made";
+    out = shareQueue(holder);
+#endif
+  } else {
+    out = shareQueue(std::make_shared<ThreadQueue>());
+  }
+}
+
+}  // namespace QIM::test
