@@ -1,8 +1,6 @@
 // Every producer delivers to every kind of queue under load: on the queue's
 // own thread, all of it, and without a hang (a producer that posts while it
 // holds its own mutex deadlocks with a reactor's queue).
-#include <gtest/gtest.h>
-
 #include <ace/OS_NS_Thread.h>
 #include <ace/Thread.h>
 
@@ -17,12 +15,12 @@
 namespace QIM {
 namespace {
 
-enum class Producer { Timers, Operations };
-class ProducerQueueTest : public ::testing::TestWithParam<std::tuple<Producer, test::QueueKind>> {};
+using test::QueueKind;
+class ProducerQueueTest : public ::testing::TestWithParam<std::tuple<bool, QueueKind>> {};
 
 TEST_P(ProducerQueueTest, EveryDeliveryArrivesOnTheQueueThread) {
-  const auto [producer, kind] = GetParam();
-  if (producer == Producer::Timers && kind == test::QueueKind::Reactor) {
+  const auto [timers, kind] = GetParam();
+  if (timers && kind == QueueKind::ReactorActionQueue) {
     GTEST_SKIP() << "the timer scheduler still posts under its mutex; awaits the timer fix";
   }
   std::shared_ptr<ActionQueue> queue;
@@ -33,33 +31,26 @@ TEST_P(ProducerQueueTest, EveryDeliveryArrivesOnTheQueueThread) {
     offThread += ACE_OS::thr_equal(ACE_Thread::self(), runner) ? 0 : 1;
     ++arrived;
   });
-  if (producer == Producer::Timers) {
-    TimerScheduler timers;
-    for (int i = 0; i < 100; ++i) timers.schedule(deliver, queue.get(), ACE_Time_Value::zero, false);
+  if (timers) {
+    TimerScheduler scheduler;
+    for (int i = 0; i < 100; ++i) scheduler.schedule(deliver, queue.get(), ACE_Time_Value::zero, false);
     EXPECT_TRUE(test::eventually([&] { return arrived == 100; })) << arrived;
   } else {
     AsyncOpManager manager(*queue, 8);  // most operations wait for a slot
     for (int i = 0; i < 200; ++i) manager.startOp(makeFunctor([&] { manager.reportResult(deliver); }));
     EXPECT_TRUE(test::eventually([&] { return arrived == 200; })) << arrived;
     test::Gate terminated;
-    queue->push_back(makeFunctor([&] {
-                       manager.terminate();
-                       terminated.open();
-                     }),
-                     0);
+    queue->push_back(makeFunctor([&] { manager.terminate(), terminated.open(); }), 0);
     ASSERT_TRUE(terminated.waitFor(10000));
   }
   EXPECT_EQ(offThread.load(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ProducerQueueTest,
-                         ::testing::Combine(::testing::Values(Producer::Timers, Producer::Operations),
-                                            ::testing::ValuesIn(test::queueKinds())),
+                         ::testing::Combine(::testing::Bool(), ::testing::ValuesIn(test::kQueueKinds)),
                          [](const auto& param) {
-                           return std::string(std::get<0>(param.param) == Producer::Timers
-                                                  ? "Timers"
-                                                  : "Operations") +
-                                  "To" + test::kindName(std::get<1>(param.param));
+                           return std::string(std::get<0>(param.param) ? "Timers" : "Operations") +
+                                  "To" + test::kQueueKindNames[int(std::get<1>(param.param))];
                          });
 
 }  // namespace

@@ -1,6 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <memory>
 
 #include "TestSupport.h"
@@ -14,14 +11,12 @@ namespace QIM {
 namespace {
 
 using RefCountedTest = test::TracingTest;
-
 struct Shared : SimpleRefCountedObject {};
 struct Alpha : Net::NetworkRefCounted {};
 struct Beta : Net::NetworkRefCounted {};
 
 TEST_F(RefCountedTest, CountingNeverDeletesAndDestructionReportsReferencesStillHeld) {
-  // From the creator's 1: references added (or, negative, released).
-  for (const long extra : {-2L, -1L, 0L, 1L, 4L}) {
+  for (const long extra : {-2L, -1L, 0L, 1L, 4L}) {  // added to, or taken from, the first
     sink_.clear();
     auto* shared = new Shared;
     for (long i = 1; i <= extra; ++i) EXPECT_EQ(shared->addRef(), 1 + i);
@@ -36,9 +31,7 @@ TEST_F(RefCountedTest, CountingNeverDeletesAndDestructionReportsReferencesStillH
 
 TEST_F(RefCountedTest, UsageAndShutdownCheckListLiveObjectsOldestFirst) {
   Net::NetworkRefCounted::shutdownSanityCheck();  // none alive: silent
-  EXPECT_FALSE(sink_.contains("NetworkRefCounted"));
-  auto first = std::make_unique<Beta>();
-  auto gone = std::make_unique<Alpha>();
+  auto first = std::make_unique<Beta>(), gone = std::make_unique<Beta>();
   auto third = std::make_unique<Alpha>();
   gone.reset();
   const std::string alpha = "   NetworkRefCounted " + detail::typeName(typeid(Alpha));

@@ -23,41 +23,34 @@ struct ThreadQueue {
 };
 
 struct ReactorQueue {
-  ~ReactorQueue() {
-    loop.stop();
-    queue.setReactor(nullptr);
-  }
+  ~ReactorQueue() { loop.stop(), queue.setReactor(nullptr); }
   ReactorLoop loop;
   ReactorActionQueue queue;
 };
 
 #ifdef _WIN32
-// Pumps messages on its own thread until destroyed; the window lives there.
+// The window lives on a thread that pumps its messages until told to stop.
 struct WindowQueue {
   WindowQueue() {
     Gate started;
     thread = std::thread([&] {
       try {
         queue.init();
-      } catch (const std::exception&) {
+      } catch (const std::exception&) {  // tid() stays 0
       }
-      threadId = GetCurrentThreadId();
       started.open();
-      MSG msg;
-      while (queue.tid() && !stop && GetMessageW(&msg, nullptr, 0, 0) > 0) DispatchMessageW(&msg);
+      for (MSG msg; queue.tid() && !stop;) {
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 20, QS_ALLINPUT);
+        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
+      }
       if (queue.tid()) queue.halt();
     });
     started.wait();
   }
-  ~WindowQueue() {
-    stop = true;
-    PostThreadMessageW(threadId, WM_NULL, 0, 0);
-    thread.join();
-  }
+  ~WindowQueue() { stop = true, thread.join(); }
   ActionWindow queue{false};
   std::thread thread;
   std::atomic<bool> stop{false};
-  DWORD threadId = 0;
 };
 #endif
 
@@ -70,8 +63,7 @@ std::shared_ptr<ActionQueue> shareQueue(const std::shared_ptr<Holder>& holder) {
 
 ::testing::AssertionResult ReactorLoop::ready() {
   if (impl_.initialized()) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "the select reactor could not open (its notification "
-                                          "pipe?), errno=" << errno;
+  return ::testing::AssertionFailure() << "the select reactor did not open, errno=" << errno;
 }
 
 void ReactorLoop::start() {
@@ -98,28 +90,15 @@ int ReactorLoop::timersFor(const ACE_Event_Handler* handler) {
   return count;
 }
 
-std::vector<QueueKind> queueKinds() {
-#ifdef _WIN32
-  return {QueueKind::Thread, QueueKind::Reactor, QueueKind::Window};
-#else
-  return {QueueKind::Thread, QueueKind::Reactor};
-#endif
-}
-
-std::string kindName(QueueKind kind) {
-  const char* names[] = {"ActionThread", "ReactorActionQueue", "ActionWindow"};
-  return names[static_cast<int>(kind)];
-}
-
 void startQueue(QueueKind kind, std::shared_ptr<ActionQueue>& out) {
-  if (kind == QueueKind::Reactor) {
+  if (kind == QueueKind::ReactorActionQueue) {
     auto holder = std::make_shared<ReactorQueue>();
     ASSERT_TRUE(holder->loop.ready());
     holder->queue.setReactor(holder->loop.reactor());
     holder->loop.start();
     out = shareQueue(holder);
-  } else if (kind == QueueKind::Window) {
 #ifdef _WIN32
+  } else if (kind == QueueKind::ActionWindow) {
     auto holder = std::make_shared<WindowQueue>();
     ASSERT_NE(holder->queue.tid(), 0u) << "the action window could not be made";
     out = shareQueue(holder);

@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <memory>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -22,7 +21,7 @@ class ReactorLoop {
  public:
   ReactorLoop() : reactor_(&impl_) {}
   ~ReactorLoop() { stop(); }
-  /// Fails, saying why, when the reactor could not open (on Windows, its
+  /// Fails, saying so, when the reactor could not open (on Windows, its
   /// loopback notification pipe). Check it before any other use.
   ::testing::AssertionResult ready();
   ACE_Reactor* reactor() { return &reactor_; }
@@ -39,11 +38,16 @@ class ReactorLoop {
   std::atomic<unsigned long> tid_{0};
 };
 
-/// ActionThread, ReactorActionQueue on a running ReactorLoop, and (Windows)
-/// ActionWindow pumped by its own thread.
-enum class QueueKind { Thread, Reactor, Window };
-std::vector<QueueKind> queueKinds();  // those this platform has
-std::string kindName(QueueKind kind);
+/// ActionThread, ReactorActionQueue on a running ReactorLoop, and (Windows
+/// only) ActionWindow pumped by its own thread.
+enum class QueueKind { ActionThread, ReactorActionQueue, ActionWindow };
+inline const char* const kQueueKindNames[] = {"ActionThread", "ReactorActionQueue", "ActionWindow"};
+inline const std::vector<QueueKind> kQueueKinds = {QueueKind::ActionThread,
+                                                   QueueKind::ReactorActionQueue,
+#ifdef _WIN32
+                                                   QueueKind::ActionWindow
+#endif
+};
 
 /// Starts a queue of `kind` into `out`, whose thread (the queue's tid())
 /// runs until the last owner lets go; a fatal failure when it cannot run.
