@@ -1,8 +1,5 @@
 #include "RunningQueue.h"
 
-#include <ace/Thread.h>
-#include <ace/Timer_Queue.h>
-
 #include "TestSupport.h"
 #include "qimmisc/ActionThread.h"
 #include "qimmisc/ReactorActionQueue.h"
@@ -60,35 +57,6 @@ std::shared_ptr<ActionQueue> shareQueue(const std::shared_ptr<Holder>& holder) {
 }
 
 }  // namespace
-
-::testing::AssertionResult ReactorLoop::ready() {
-  if (impl_.initialized()) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "the select reactor did not open, errno=" << errno;
-}
-
-void ReactorLoop::start() {
-  Gate owned;
-  thread_ = std::thread([this, &owned] {
-    reactor_.owner(ACE_Thread::self());
-    tid_ = static_cast<unsigned long>(ACE_Thread::self());
-    owned.open();
-    reactor_.run_reactor_event_loop();
-  });
-  owned.wait();
-}
-
-void ReactorLoop::stop() {
-  if (!thread_.joinable()) return;
-  reactor_.end_reactor_event_loop();
-  thread_.join();
-}
-
-int ReactorLoop::timersFor(const ACE_Event_Handler* handler) {
-  int count = 0;
-  ACE_Timer_Queue::ITERATOR& it = impl_.timer_queue()->iter();
-  for (it.first(); !it.isdone(); it.next()) count += it.item()->get_type() == handler;
-  return count;
-}
 
 void startQueue(QueueKind kind, std::shared_ptr<ActionQueue>& out) {
   if (kind == QueueKind::ReactorActionQueue) {

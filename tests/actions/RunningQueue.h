@@ -5,8 +5,11 @@
 
 #include <ace/Reactor.h>
 #include <ace/Select_Reactor.h>
+#include <ace/Thread.h>
+#include <ace/Timer_Queue.h>
 
 #include <atomic>
+#include <cerrno>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -23,13 +26,31 @@ class ReactorLoop {
   ~ReactorLoop() { stop(); }
   /// Fails, saying so, when the reactor could not open (on Windows, its
   /// loopback notification pipe). Check it before any other use.
-  ::testing::AssertionResult ready();
+  ::testing::AssertionResult ready() {
+    if (impl_.initialized()) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the select reactor did not open, errno=" << errno;
+  }
   ACE_Reactor* reactor() { return &reactor_; }
-  void start();
-  void stop();
+  void start() {
+    tid_ = 0;
+    thread_ = std::thread([this] {
+      reactor_.owner(ACE_Thread::self());
+      tid_ = static_cast<unsigned long>(ACE_Thread::self());
+      reactor_.run_reactor_event_loop();
+    });
+    while (!tid_) std::this_thread::yield();
+  }
+  void stop() {
+    if (thread_.joinable()) reactor_.end_reactor_event_loop(), thread_.join();
+  }
   unsigned long loopTid() const { return tid_; }
   /// Timers pending for `handler` (loop stopped).
-  int timersFor(const ACE_Event_Handler* handler);
+  int timersFor(const ACE_Event_Handler* handler) {
+    int count = 0;
+    ACE_Timer_Queue::ITERATOR& it = impl_.timer_queue()->iter();
+    for (it.first(); !it.isdone(); it.next()) count += it.item()->get_type() == handler;
+    return count;
+  }
 
  private:
   ACE_Select_Reactor impl_;
