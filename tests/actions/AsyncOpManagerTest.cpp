@@ -145,7 +145,8 @@ TEST_F(AsyncOpManagerTest, MisuseIsReportedAndHandled) {
     manager.startOp(makeFunctor([&] { manager.terminate(), manager.reportResult(result); }));
     ASSERT_TRUE(queue_.waitForQueued(2));
     EXPECT_TRUE(asserted("!byOwnOperation"));
-    EXPECT_TRUE(sink_.contains("operation threw an exception: directory unreachable"));
+    EXPECT_TRUE(test::eventually(
+        [&] { return sink_.contains("operation threw an exception: directory unreachable"); }));
     // Destroyed with an operation running: reported, and waits for it.
     manager.startOp(makeFunctor([&] {
       test::eventually([&] { return asserted("threads_.empty()"); });
