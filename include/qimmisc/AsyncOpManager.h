@@ -29,8 +29,9 @@
 //  - it calls reportResult exactly once, on its own thread, as its last use
 //    of the manager: once reportResult has returned (true or false) the
 //    owner may terminate and destroy the manager at any moment;
-//  - after reportResult it only unwinds: it must not wait for the owner's
-//    thread, which may be joining it (see Threads below);
+//  - after reportResult it only unwinds. Its thread is detached and ends on
+//    its own; the operation's Functor is destroyed there, possibly after
+//    terminate has returned, so its captures must not need the owner;
 //  - an operation that returns without calling reportResult keeps its slot
 //    for ever (an ERROR line names it) and makes terminate wait for ever. One
 //    that throws instead is logged and gives its slot up without a result.
@@ -43,8 +44,8 @@
 //  - reportResult does its book-keeping under the mutex (frees the slot,
 //    registers the result's cancellation flag, hands the oldest waiting
 //    operation to the reporter), then posts, then starts the handed-over
-//    operation; after the mutex it never touches the manager unless
-//    terminate is bound to wait for it (see startHandedOff);
+//    operation; after the mutex it touches the manager only once it has
+//    claimed that operation, which terminate then waits for;
 //  - terminate waits for every operation to report, not for posts on their
 //    way: a result that enters the queue after terminate returned finds its
 //    flag set and is dropped, and a handed-over operation not yet started

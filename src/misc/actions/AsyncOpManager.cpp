@@ -97,6 +97,11 @@ bool AsyncOpManager::reportResult(const Functor& result) {
   QIM_ENTRY();
   auto canceled = std::make_shared<std::atomic<bool>>(false);
   std::shared_ptr<std::atomic<int>> handedOff;
+  // Copied under the mutex: once it is released the manager may be
+  // terminated and destroyed (see Posting in the header).
+  ActionQueue* queue = nullptr;
+  std::shared_ptr<PostsInFlight> posts;
+  AsyncOpManager* const that = this;
   {
     ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
     auto it = findThread(threads_, currentThread());
@@ -110,15 +115,12 @@ bool AsyncOpManager::reportResult(const Functor& result) {
       return false;
     }
     cancelers_.insert(canceled);
-    posts_->begin();
+    queue = &queue_;
+    posts = posts_;
+    posts->begin();
     handedOff = handOffLocked();
   }
-  // From here on the manager may be terminated and destroyed: only what was
-  // copied out of it is used (see Posting in the header).
-  ActionQueue& queue = queue_;
-  const std::shared_ptr<PostsInFlight> posts = posts_;
-  AsyncOpManager* const that = this;
-  queue.push_back(makeFunctor([canceled, that, result = Functor(result)]() mutable {
+  queue->push_back(makeFunctor([canceled, that, result = Functor(result)]() mutable {
                     resultReporter(canceled, that, result);
                   }),
                   ResultPriority);
