@@ -2,6 +2,7 @@
 // latency is the spawn plus the start hand-shake.
 #include <benchmark/benchmark.h>
 
+#include <atomic>
 #include <thread>
 
 #include "qimmisc/ThreadUtils.h"

@@ -29,17 +29,33 @@
 //  - it calls reportResult exactly once, on its own thread, as its last use
 //    of the manager: once reportResult has returned (true or false) the
 //    owner may terminate and destroy the manager at any moment;
-//  - after reportResult it only unwinds: it must not wait for the owner's
-//    thread, which may be joining it (see Threads below);
+//  - after reportResult it only unwinds. Its thread is detached and ends on
+//    its own; the operation's Functor is destroyed there, possibly after
+//    terminate has returned, so its captures must not need the owner;
 //  - an operation that returns without calling reportResult keeps its slot
 //    for ever (an ERROR line names it) and makes terminate wait for ever. One
 //    that throws instead is logged and gives its slot up without a result.
 //
-// Threads. Operation threads are joinable. A thread that has reported is
-// joined by the next delivery of any result on the queue's thread, by
-// terminate, or by the destructor, whichever comes first; so no thread or
-// handle outlives the manager, and when terminate returns every operation
-// thread the manager started has called reportResult and has ended.
+// Posting. A reporting operation posts its result with none of the
+// manager's locks held: a queue may take a post only when its own thread is
+// free (a reactor's queue waits for the reactor's lock, which the reactor
+// holds while it runs this manager's results or terminate), so posting
+// under the manager's mutex deadlocks. Hence:
+//  - reportResult does its book-keeping under the mutex (frees the slot,
+//    registers the result's cancellation flag, hands the oldest waiting
+//    operation to the reporter), then posts, then starts the handed-over
+//    operation; after the mutex it touches the manager only once it has
+//    claimed that operation, which terminate then waits for;
+//  - terminate waits for every operation to report, not for posts on their
+//    way: a result that enters the queue after terminate returned finds its
+//    flag set and is dropped, and a handed-over operation not yet started
+//    is dropped unrun;
+//  - a result is posted before the operation it hands over starts, so a
+//    manager with one thread delivers results in operation order.
+// The destructor, off the queue's thread, also waits until the results on
+// their way are in the queue, so the queue may go right after the manager.
+// On the queue's thread it cannot (that thread is what such a post waits
+// for): there, keep the queue until its thread is free again.
 //
 // Thread affinity. startOp may be called from any thread, reportResult only
 // by operation threads. Results are delivered, and terminate and the
@@ -56,7 +72,6 @@
 #include <list>
 #include <memory>
 #include <set>
-#include <vector>
 
 #include "qimmisc/ActionQueue.h"
 #include "qimmisc/Export.h"
@@ -64,6 +79,10 @@
 #include "qimmisc/functor.h"
 
 namespace QIM {
+
+namespace detail {
+class ThreadChecker;
+}
 
 QIM_EXPORT_COUNTED_OBJECT(AsyncOpManager);
 
@@ -80,8 +99,8 @@ class QIMMISC_API AsyncOpManager : public TCountedObject<AsyncOpManager> {
   /// Reports "threads_.empty()" when operations are still running and
   /// "!terminating_" when a terminate is in progress. Running operations are
   /// then waited for as by terminate, so that none of them ever reaches a
-  /// destroyed manager. Results still on their way are dropped, pending
-  /// operations are destroyed unrun, and finished threads are joined.
+  /// destroyed manager. Results still on their way are dropped and pending
+  /// operations are destroyed unrun (see Posting above).
   virtual ~AsyncOpManager();
 
   AsyncOpManager(const AsyncOpManager&) = delete;
@@ -108,8 +127,7 @@ class QIMMISC_API AsyncOpManager : public TCountedObject<AsyncOpManager> {
 
   /// Waits until every running operation has called reportResult (their
   /// results are dropped), drops every result posted but not yet delivered,
-  /// destroys the waiting operations unrun and joins the operation threads.
-  /// Then the manager is idle and startOp works as before. Call it on the
+  /// and destroys the waiting operations unrun. Then the manager is idle and startOp works as before. Call it on the
   /// queue's thread; another thread, once the queue's thread is known, is
   /// reported (and terminates all the same). Called by a running operation
   /// of this manager it would wait for itself: that is reported and nothing
@@ -122,37 +140,53 @@ class QIMMISC_API AsyncOpManager : public TCountedObject<AsyncOpManager> {
   // touching the manager.
   struct RunningOp {
     unsigned long tid;
-    void* handle;
     std::shared_ptr<std::atomic<bool>> reported;
   };
+  // The oldest waiting operation, handed to a reporting thread to start once
+  // its result is posted. It holds a slot meanwhile. The first to move
+  // `state` off Reserved decides: the reporter starts it, or terminate drops
+  // it.
+  struct Handoff {
+    std::shared_ptr<std::atomic<int>> state;
+    Functor op;
+  };
+  // Counts results on their way into the queue; shared with the reporting
+  // threads, which sign off after the post, when the manager may be gone.
+  struct PostsInFlight;
+  using CancelFlag = std::shared_ptr<std::atomic<bool>>;
 
+  bool hasFreeSlotLocked() const;
+  bool idleLocked() const { return threads_.empty() && handoffs_.empty(); }
   // Starts `op` on a new thread and registers it. Called with mutex_ held.
   void startLocked(const Functor& op);
   // Starts waiting operations while there are free slots. Called with
   // mutex_ held.
   void startPendingLocked();
+  // Hands the oldest waiting operation to the reporting thread when a slot
+  // is free; null when there is none. Called with mutex_ held.
+  std::shared_ptr<std::atomic<int>> handOffLocked();
+  // On the reporting thread, after its post: starts the operation handed
+  // over, unless terminate dropped it first.
+  static void startHandedOff(AsyncOpManager* that, const std::shared_ptr<std::atomic<int>>& state);
   // The steps of terminate from setting terminating_ on, shared with the
   // destructor. Called with mutex_ held; hands the waiting operations to
-  // `dropped` and returns the threads to join, both for after the mutex.
-  std::vector<void*> terminateLocked(std::list<Functor>& dropped);
+  // `dropped`, to be destroyed after the mutex.
+  void terminateLocked(std::list<Functor>& dropped);
   // An operation whose thread ended by an exception before it reported.
   void abandon(unsigned long tid);
   // The posted action: delivers `result` unless `canceled` was set.
-  static void resultReporter(const std::shared_ptr<bool>& canceled, AsyncOpManager* that,
-                             Functor& result);
-  // Joins threads that have reported; called without mutex_.
-  static void joinAll(const std::vector<void*>& handles);
+  static void resultReporter(const CancelFlag& canceled, AsyncOpManager* that, Functor& result);
 
   ActionQueue& queue_;
-  unsigned long queueTid_ = 0;
-  bool haveQueueTid_ = false;
+  // The queue's thread, learned from the first delivered result.
+  std::unique_ptr<detail::ThreadChecker> queueThread_;
   std::list<RunningOp> threads_;
+  std::list<Handoff> handoffs_;
   // One flag per result posted and not yet delivered. A flag is shared by
   // the posted action and this set, so that setting it stays safe even when
   // the queue destroys the action unrun.
-  std::set<std::shared_ptr<bool>> cancelers_;
-  // Handles of threads that have reported and have not been joined yet.
-  std::vector<void*> finished_;
+  std::set<CancelFlag> cancelers_;
+  const std::shared_ptr<PostsInFlight> posts_;
   ACE_Thread_Mutex mutex_;
   ACE_Condition_Thread_Mutex cond_;
   bool terminating_ = false;

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "diagnostics/NoDestructor.h"
 #include "qimmisc/ObjectManagement.h"
 #include "qimmisc/Trace.h"
 
@@ -63,7 +64,7 @@ struct Registry {
 Registry& registry() {
   // Never destroyed: objects may still be destroyed, and the shutdown check
   // run, while static destructors run.
-  static Registry* const instance = new Registry;
+  static detail::NoDestructor<Registry> instance;
   return *instance;
 }
 

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <new>
 
+#include "diagnostics/NoDestructor.h"
 #include "qimmisc/Trace.h"
 
 namespace QIM {
@@ -23,13 +24,15 @@ struct StartRecord {
 };
 
 // Serialises thread starts across the process and carries the hand-shake.
+// Never destroyed: threads the library does not own may start threads
+// while static destructors run.
 std::mutex& startMutex() {
-  static auto* m = new std::mutex;
-  return *m;
+  static detail::NoDestructor<std::mutex> mutex;
+  return *mutex;
 }
 std::condition_variable& startCondition() {
-  static auto* c = new std::condition_variable;
-  return *c;
+  static detail::NoDestructor<std::condition_variable> condition;
+  return *condition;
 }
 
 ActionQueue* mainActionQueue_ = nullptr;

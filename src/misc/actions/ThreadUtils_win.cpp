@@ -1,8 +1,7 @@
-#include <windows.h>
-
 #include <cstring>
 #include <string>
 
+#include "platform/Win32.h"
 #include "qimmisc/ThreadUtils.h"
 
 namespace QIM {
