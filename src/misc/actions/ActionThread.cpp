@@ -4,12 +4,12 @@
 #include <ace/OS_NS_Thread.h>
 #include <ace/Thread.h>
 
-#include <exception>
+#include <new>
+#include <utility>
 
-#if defined(__x86_64__) || defined(__i386__)
-#include <immintrin.h>
-#endif
-
+#include "actions/CpuRelax.h"
+#include "actions/ThreadChecker.h"
+#include "actions/ThreadDetach.h"
 #include "qimmisc/ThreadUtils.h"
 #include "qimmisc/Trace.h"
 
@@ -17,63 +17,87 @@ namespace QIM {
 
 namespace {
 constexpr int kSpinRounds = 256;  // half pauses, half yields: some 20 us
-
-inline void cpuRelax() {
-#if defined(__x86_64__) || defined(__i386__)
-  _mm_pause();
-#endif
-}
 }  // namespace
 
 ActionThread::ActionThread() : cond_(mutex_) {}
 
 ActionThread::~ActionThread() {
-  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-  QIM_ASSERT(Stopped == state_);
-  QIM_ASSERT(0 == tid_);
-  const bool orphanWorker =
-      state_ != Stopped && tid_ != 0 && !ACE_OS::thr_equal(ACE_Thread::self(), tid_);
-  lock.release();
-  if (orphanWorker) stop(StopImmediate, ReturnWait);
-  lock.acquire();
-  joinFinishedWorker();
-  name_.clear();
+  void* worker = nullptr;
+  {
+    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+    QIM_ASSERT(Stopped == state_);
+    QIM_ASSERT(0 == tid_);
+    if (tid_ != 0 && detail::isCurrentThread(tid_)) {
+      // Destroyed by one of its own actions: the worker cannot wait for
+      // itself. It sees its flag once the action returns and leaves
+      // without touching the object; nobody is left to join it.
+      if (workerGone_) *workerGone_ = true;
+      detail::detachThread(std::exchange(handle_, nullptr));
+    } else if (tid_ != 0) {
+      state_ = StopNow;
+      cond_.broadcast();
+      awaitWorkerExit();
+    }
+    worker = std::exchange(handle_, nullptr);
+    name_.clear();
+  }
+  if (worker) joinThread(worker);
 }
 
 void ActionThread::start(const std::string& name) {
   QIM_ENTRY("name=" << name);
-  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-  QIM_ASSERT(0==tid_);
-  QIM_ASSERT(Stopped==state_);
-  joinFinishedWorker();
-  name_ = name;
-  try {
-    tid_ = createThread(makeFunctor(this, &ActionThread::run), name_, &handle_, 0);
-  } catch (const std::bad_alloc&) {
-    tid_ = 0;  // logged by createThread; the queue waits for a later start
+  void* previous = nullptr;
+  {
+    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+    QIM_ASSERT(0==tid_);
+    QIM_ASSERT(Stopped==state_);
+    if (tid_ != 0) {
+      // A running worker goes on serving; one leaving after a stop is
+      // waited for, unless this is that worker itself.
+      if (state_ == Running || detail::isCurrentThread(tid_)) return;
+      awaitWorkerExit();
+      if (tid_ != 0) return;  // another start got there first
+    }
+    previous = std::exchange(handle_, nullptr);
+    name_ = name;
+    try {
+      tid_ = createThread(makeFunctor(this, &ActionThread::run), name_, &handle_, 0);
+    } catch (const std::bad_alloc&) {
+      tid_ = 0;  // logged by createThread; the queue waits for a later start
+    }
+    QIM_ASSERT(0!=tid_);
+    if (tid_ != 0) ++workersStarted_;
+    state_ = Running;
   }
-  QIM_ASSERT(0!=tid_);
-  state_ = Running;
+  // Joined without the mutex: a thread is never joined while holding a
+  // lock that someone else may need to make progress.
+  if (previous) joinThread(previous);
 }
 
 void ActionThread::stop(StopStyle stopStyle, ReturnStyle returnStyle) {
   QIM_ENTRY("stop=" << static_cast<int>(stopStyle) << " return=" << static_cast<int>(returnStyle));
-  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-  QIM_ASSERT(Stopped!=state_);
-  posts_.fetch_add(1, std::memory_order_release);  // ends a worker's brief watch
-  if (stopStyle == StopImmediate) {
-    state_ = StopNow;
-  } else if (state_ != StopNow) {
-    state_ = StopWhenEmpty;
+  void* finished = nullptr;
+  {
+    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+    QIM_ASSERT(Stopped!=state_);
+    posts_.fetch_add(1, std::memory_order_release);  // ends a worker's brief watch
+    if (stopStyle == StopImmediate) {
+      state_ = StopNow;
+    } else if (state_ != StopNow) {
+      state_ = StopWhenEmpty;
+    }
+    cond_.broadcast();
+    if (returnStyle != ReturnWait) return;
+    QIM_ASSERT_AS(!detail::isCurrentThread(tid_), "!ACE_OS::thr_equal(ACE_Thread::self(),tid_)");
+    awaitWorkerExit();
+    finished = std::exchange(handle_, nullptr);
   }
-  cond_.broadcast();
-  if (returnStyle == ReturnWait) {
-    QIM_ASSERT(!ACE_OS::thr_equal(ACE_Thread::self(),tid_));
-    // Without a worker (never started, or its thread could not be made)
-    // nothing would ever set Stopped: return instead of hanging.
-    while (state_ != Stopped && tid_ != 0) cond_.wait();
-    joinFinishedWorker();
-  }
+  if (finished) joinThread(finished);
+}
+
+void ActionThread::awaitWorkerExit() {
+  const unsigned long long worker = workersStarted_;
+  while (workersLeft_ < worker) cond_.wait();
 }
 
 void ActionThread::flush() {
@@ -114,7 +138,7 @@ bool ActionThread::awaitPostBriefly(unsigned seenPosts) const {
   for (int i = 0; i < kSpinRounds; ++i) {
     if (posts_.load(std::memory_order_acquire) != seenPosts) return true;
     if (i < kSpinRounds / 2) {
-      cpuRelax();
+      detail::cpuRelax();
     } else {
       ACE_OS::thr_yield();
     }
@@ -122,34 +146,21 @@ bool ActionThread::awaitPostBriefly(unsigned seenPosts) const {
   return posts_.load(std::memory_order_acquire) != seenPosts;
 }
 
-// A worker that has left its loop (tid_ back to 0) no longer touches the
-// object, so joining it under the mutex cannot deadlock. Called with mutex_
-// held. The state is not the test: a stop reported on a stopped thread
-// leaves it at a stop state with the last worker already gone.
-void ActionThread::joinFinishedWorker() {
-  if (!handle_ || tid_ != 0) return;
-  joinThread(handle_);
-  handle_ = nullptr;
-}
-
 void ActionThread::run() {
   ActionThread* const that = this;
   QIM_ENTRY();
   QIM_ASSERT(0!=that);
   // The thread was named by createThread with name_.
-  that->mutex_.acquire();
+  bool gone = false;  // set by the destructor, run by one of our actions
+  that->acquireMutex();
+  that->workerGone_ = &gone;
   for (;;) {
     QIM_ASSERT(0 != that->tid_);
-    QIM_ASSERT(ACE_OS::thr_equal(ACE_Thread::self(),that->tid_));
+    QIM_ASSERT_ON_THREAD(that->tid_, "ACE_OS::thr_equal(ACE_Thread::self(),that->tid_)");
     QIM_ASSERT(Stopped != that->state_);
     if (that->state_ == StopNow) break;
     if (!that->empty()) {
-      {
-        Functor action = that->pop_front();
-        that->mutex_.release();
-        runAction(action);
-      }
-      that->mutex_.acquire();
+      if (!that->runNextAction(&gone)) return;  // the object is gone
       continue;
     }
     if (that->state_ == StopWhenEmpty) break;
@@ -157,16 +168,16 @@ void ActionThread::run() {
     const unsigned seenPosts = that->posts_.load(std::memory_order_relaxed);
     that->mutex_.release();
     const bool posted = that->awaitPostBriefly(seenPosts);
-    that->mutex_.acquire();
+    that->acquireMutex();
     if (posted || !that->empty() || that->state_ != Running) continue;
     that->workerWaiting_ = true;
     that->cond_.wait();
     that->workerWaiting_ = false;
   }
-  that->mutex_.release();
-  that->mutex_.acquire();
+  that->workerGone_ = nullptr;
   that->state_ = Stopped;
   that->tid_ = 0;
+  ++that->workersLeft_;
   that->cond_.broadcast();
   that->mutex_.release();
 }
