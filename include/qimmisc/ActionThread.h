@@ -72,6 +72,7 @@ class QIMMISC_API ActionThread : public ActionQueue {
  private:
   void run();
   bool awaitPostBriefly(unsigned seenPosts) const;
+  void wakeWorker();
   // Waits until the worker present now, if any, has left its loop.
   // Called with mutex_ held.
   void awaitWorkerExit();
@@ -87,9 +88,12 @@ class QIMMISC_API ActionThread : public ActionQueue {
   // The running worker's flag, set by the destructor when an action
   // destroys the object.
   bool* workerGone_ = nullptr;
-  bool workerWaiting_ = false;  // the worker sleeps on cond_ for work
-  // Counts posts and stops; the worker watches it briefly before sleeping.
-  std::atomic<unsigned> posts_{0};
+  // How an idle worker waits for work: watching posts_ for a short while,
+  // then sleeping on cond_. Posts and stops wake it the matching way, and
+  // touch neither while it works.
+  enum Idle { NotIdle, Watching, Sleeping };
+  Idle idle_ = NotIdle;
+  std::atomic<unsigned> posts_{0};  // written under mutex_, read while watching
   std::string name_;
 };
 

@@ -16,7 +16,12 @@
 namespace QIM {
 
 namespace {
-constexpr int kSpinRounds = 256;  // half pauses, half yields: some 20 us
+// A few microseconds: long enough to catch the next post of a steady
+// stream, short enough that an idle worker soon sleeps. A worker that
+// spins, or yields, on a busy machine uses up its share of the processor
+// and then waits a whole time slice for its next turn, while one that
+// sleeps is run at once when woken.
+constexpr int kWatchRounds = 128;
 }  // namespace
 
 ActionThread::ActionThread() : cond_(mutex_) {}
@@ -80,13 +85,13 @@ void ActionThread::stop(StopStyle stopStyle, ReturnStyle returnStyle) {
   {
     ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
     QIM_ASSERT(Stopped!=state_);
-    posts_.fetch_add(1, std::memory_order_release);  // ends a worker's brief watch
     if (stopStyle == StopImmediate) {
       state_ = StopNow;
     } else if (state_ != StopNow) {
       state_ = StopWhenEmpty;
     }
     cond_.broadcast();
+    wakeWorker();
     if (returnStyle != ReturnWait) return;
     QIM_ASSERT_AS(!detail::isCurrentThread(tid_), "!ACE_OS::thr_equal(ACE_Thread::self(),tid_)");
     awaitWorkerExit();
@@ -123,10 +128,18 @@ ActionThread::State ActionThread::state() const {
 
 void ActionThread::signal() {
   QIM_ENTRY();
-  posts_.fetch_add(1, std::memory_order_release);
-  // Only the worker waits for work; a broadcast nobody waits for is a cost
-  // on every post for nothing.
-  if (workerWaiting_) cond_.broadcast();
+  wakeWorker();
+}
+
+// Only the worker waits for work: a busy worker needs no wake-up, and a
+// broadcast nobody waits for would cost every post for nothing. Called with
+// mutex_ held, which orders the writers of posts_.
+void ActionThread::wakeWorker() {
+  if (idle_ == Watching) {
+    posts_.store(posts_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  } else if (idle_ == Sleeping) {
+    cond_.broadcast();
+  }
 }
 
 // Under a steady stream of posts the next action usually arrives within
@@ -135,13 +148,9 @@ void ActionThread::signal() {
 // watches for a post (or a stop) for a short, bounded while before it
 // sleeps. Called without the mutex.
 bool ActionThread::awaitPostBriefly(unsigned seenPosts) const {
-  for (int i = 0; i < kSpinRounds; ++i) {
+  for (int i = 0; i < kWatchRounds; ++i) {
     if (posts_.load(std::memory_order_acquire) != seenPosts) return true;
-    if (i < kSpinRounds / 2) {
-      detail::cpuRelax();
-    } else {
-      ACE_OS::thr_yield();
-    }
+    detail::cpuRelax();
   }
   return posts_.load(std::memory_order_acquire) != seenPosts;
 }
@@ -166,13 +175,15 @@ void ActionThread::run() {
     if (that->state_ == StopWhenEmpty) break;
     QIM_ASSERT(Running == that->state_);
     const unsigned seenPosts = that->posts_.load(std::memory_order_relaxed);
+    that->idle_ = Watching;
     that->mutex_.release();
     const bool posted = that->awaitPostBriefly(seenPosts);
     that->acquireMutex();
+    that->idle_ = NotIdle;
     if (posted || !that->empty() || that->state_ != Running) continue;
-    that->workerWaiting_ = true;
+    that->idle_ = Sleeping;
     that->cond_.wait();
-    that->workerWaiting_ = false;
+    that->idle_ = NotIdle;
   }
   that->workerGone_ = nullptr;
   that->state_ = Stopped;
