@@ -10,8 +10,9 @@
 namespace QIM {
 
 namespace {
-// About a microsecond: several times what a post or a pop holds the lock.
-constexpr int kLockSpins = 64;
+// Under a microsecond: several times what a post or a pop holds the lock,
+// and little lost when the holder has been preempted on a busy machine.
+constexpr int kLockSpins = 16;
 }  // namespace
 
 ActionQueue::ActionQueue() = default;
