@@ -1,6 +1,8 @@
 // Posting and running actions: an ActionThread against a boost::asio
-// io_context run by one thread. Both run the same empty action (an atomic
-// increment, so the producer knows when all have run).
+// io_context run by one thread, made with the default concurrency hint
+// ("asio") and with hint 1 ("asio_hint1", which tells it that one thread
+// runs it). All run the same empty action (an atomic increment, so the
+// producer knows when all have run).
 #include <benchmark/benchmark.h>
 
 #include <boost/asio/executor_work_guard.hpp>
@@ -58,23 +60,36 @@ void postRunQimmisc(benchmark::State& state) {
 BENCHMARK(postRunQimmisc)->Name("post_run/qimmisc")->Arg(1)->Arg(4)->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
+// A running io_context; hint 0 stands for the default hint.
+template <int Hint>
+struct AsioRunner {
+  boost::asio::io_context context{Hint == 0 ? BOOST_ASIO_CONCURRENCY_HINT_DEFAULT : Hint};
+  boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard{
+      boost::asio::make_work_guard(context)};
+  std::thread runner{[this] { context.run(); }};
+  ~AsioRunner() {
+    guard.reset();
+    runner.join();
+  }
+};
+
+template <int Hint>
 void postRunAsio(benchmark::State& state) {
   const int producers = static_cast<int>(state.range(0));
-  boost::asio::io_context context(1);
-  auto guard = boost::asio::make_work_guard(context);
-  std::thread runner([&context] { context.run(); });
+  AsioRunner<Hint> asio;
   Counter counter;
   long target = 0;
   for (auto _ : state) {
-    runProducers(producers, [&] { boost::asio::post(context, [&counter] { counter.bump(); }); });
+    runProducers(producers,
+                 [&] { boost::asio::post(asio.context, [&counter] { counter.bump(); }); });
     target += kActionsPerIteration;
     waitFor(counter.value, target);
   }
-  guard.reset();
-  runner.join();
   state.SetItemsProcessed(state.iterations() * kActionsPerIteration);
 }
-BENCHMARK(postRunAsio)->Name("post_run/asio")->Arg(1)->Arg(4)->UseRealTime()
+BENCHMARK(postRunAsio<0>)->Name("post_run/asio")->Arg(1)->Arg(4)->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(postRunAsio<1>)->Name("post_run/asio_hint1")->Arg(1)->Arg(4)->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
 // One post from another thread to the start of its execution and back: the
@@ -94,22 +109,20 @@ void pingPongQimmisc(benchmark::State& state) {
 }
 BENCHMARK(pingPongQimmisc)->Name("ping_pong/qimmisc")->UseRealTime();
 
+template <int Hint>
 void pingPongAsio(benchmark::State& state) {
-  boost::asio::io_context context(1);
-  auto guard = boost::asio::make_work_guard(context);
-  std::thread runner([&context] { context.run(); });
+  AsioRunner<Hint> asio;
   std::atomic<long> pong{0};
   long expected = 0;
   for (auto _ : state) {
-    boost::asio::post(context, [&pong] { pong.fetch_add(1, std::memory_order_release); });
+    boost::asio::post(asio.context, [&pong] { pong.fetch_add(1, std::memory_order_release); });
     ++expected;
     while (pong.load(std::memory_order_acquire) < expected) {
     }
   }
-  guard.reset();
-  runner.join();
 }
-BENCHMARK(pingPongAsio)->Name("ping_pong/asio")->UseRealTime();
+BENCHMARK(pingPongAsio<0>)->Name("ping_pong/asio")->UseRealTime();
+BENCHMARK(pingPongAsio<1>)->Name("ping_pong/asio_hint1")->UseRealTime();
 
 // Heap bytes held per queued action (functor, executor, posting trace and
 // queue storage), with the worker stopped so nothing runs meanwhile.

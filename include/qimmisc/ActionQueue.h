@@ -61,10 +61,26 @@ class QIMMISC_API ActionQueue {
   /// caller holds mutex_.
   void clear();
 
+  /// The step of every executor, once it holds mutex_ and has seen the
+  /// queue non-empty: takes the next action (pop_front), releases mutex_,
+  /// runs the action (runAction), destroys it and takes mutex_ back.
+  /// An action may destroy the queue it runs on: `gone`, when given, is a
+  /// flag of the caller's that the destructor then sets, and the step
+  /// returns false without touching the object again (mutex_ not held).
+  bool runNextAction(const bool* gone = nullptr);
+
+  /// The same step for an action the caller took off a list of its own.
+  bool runUnlocked(Functor action, const bool* gone = nullptr);
+
   /// Runs an action taken off the queue, without mutex_ held. An exception
   /// it throws is logged on ERROR and goes no further: it must not take the
   /// executing thread down, nor unwind through a message loop or reactor.
   static void runAction(Functor& action);
+
+  /// Takes mutex_, trying briefly before sleeping on it: posts and pops
+  /// hold it for a few dozen nanoseconds, far less than a sleep and
+  /// wake-up on the OS lock costs either side.
+  void acquireMutex();
 
   /// Guards the queue; subclasses guard their own state with it too.
   mutable ACE_Thread_Mutex mutex_;

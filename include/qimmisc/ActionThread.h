@@ -34,12 +34,17 @@ class QIMMISC_API ActionThread : public ActionQueue {
   ActionThread();
   /// Reports a worker that was not stopped ("Stopped == state_", "0 ==
   /// tid_"); such a worker is then stopped immediately and waited for, so
-  /// that it never runs on a destroyed object. Queued actions are destroyed
-  /// unrun.
+  /// that it never runs on a destroyed object. Destroyed by one of its own
+  /// actions, the object cannot wait for its worker: the worker then leaves
+  /// as soon as that action returns, without touching the object again.
+  /// Queued actions are destroyed unrun.
   ~ActionThread() override;
 
   /// Starts the worker thread, named `name` for debuggers. Actions still
-  /// queued from before run first. Reports a start while not stopped.
+  /// queued from before run first. A start while not stopped is reported
+  /// ("0==tid_", "Stopped==state_"): a worker still leaving after a stop is
+  /// waited for first, so that two workers never serve the queue; a worker
+  /// still running is left as it is.
   void start(const std::string& name);
 
   /// Asks the worker to end (see StopStyle); a drain is escalated by an
@@ -66,16 +71,29 @@ class QIMMISC_API ActionThread : public ActionQueue {
 
  private:
   void run();
-  void joinFinishedWorker();
   bool awaitPostBriefly(unsigned seenPosts) const;
+  void wakeWorker();
+  // Waits until the worker present now, if any, has left its loop.
+  // Called with mutex_ held.
+  void awaitWorkerExit();
 
   ACE_Condition_Thread_Mutex cond_;
   unsigned long tid_ = 0;
   void* handle_ = nullptr;
   State state_ = Stopped;
-  bool workerWaiting_ = false;  // the worker sleeps on cond_ for work
-  // Counts posts and stops; the worker watches it briefly before sleeping.
-  std::atomic<unsigned> posts_{0};
+  // Workers started and workers that have left: a waiter waits for the
+  // worker of its own time, even if another has been started since.
+  unsigned long long workersStarted_ = 0;
+  unsigned long long workersLeft_ = 0;
+  // The running worker's flag, set by the destructor when an action
+  // destroys the object.
+  bool* workerGone_ = nullptr;
+  // How an idle worker waits for work: watching posts_ for a short while,
+  // then sleeping on cond_. Posts and stops wake it the matching way, and
+  // touch neither while it works.
+  enum Idle { NotIdle, Watching, Sleeping };
+  Idle idle_ = NotIdle;
+  std::atomic<unsigned> posts_{0};  // written under mutex_, read while watching
   std::string name_;
 };
 

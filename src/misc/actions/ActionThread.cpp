@@ -4,76 +4,105 @@
 #include <ace/OS_NS_Thread.h>
 #include <ace/Thread.h>
 
-#include <exception>
+#include <new>
+#include <utility>
 
-#if defined(__x86_64__) || defined(__i386__)
-#include <immintrin.h>
-#endif
-
+#include "actions/CpuRelax.h"
+#include "actions/ThreadChecker.h"
+#include "actions/ThreadDetach.h"
 #include "qimmisc/ThreadUtils.h"
 #include "qimmisc/Trace.h"
 
 namespace QIM {
 
 namespace {
-constexpr int kSpinRounds = 256;  // half pauses, half yields: some 20 us
-
-inline void cpuRelax() {
-#if defined(__x86_64__) || defined(__i386__)
-  _mm_pause();
-#endif
-}
+// A few microseconds: long enough to catch the next post of a steady
+// stream, short enough that an idle worker soon sleeps. A worker that
+// spins, or yields, on a busy machine uses up its share of the processor
+// and then waits a whole time slice for its next turn, while one that
+// sleeps is run at once when woken.
+constexpr int kWatchRounds = 128;
 }  // namespace
 
 ActionThread::ActionThread() : cond_(mutex_) {}
 
 ActionThread::~ActionThread() {
-  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-  QIM_ASSERT(Stopped == state_);
-  QIM_ASSERT(0 == tid_);
-  const bool orphanWorker =
-      state_ != Stopped && tid_ != 0 && !ACE_OS::thr_equal(ACE_Thread::self(), tid_);
-  lock.release();
-  if (orphanWorker) stop(StopImmediate, ReturnWait);
-  lock.acquire();
-  joinFinishedWorker();
-  name_.clear();
+  void* worker = nullptr;
+  {
+    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+    QIM_ASSERT(Stopped == state_);
+    QIM_ASSERT(0 == tid_);
+    if (tid_ != 0 && detail::isCurrentThread(tid_)) {
+      // Destroyed by one of its own actions: the worker cannot wait for
+      // itself. It sees its flag once the action returns and leaves
+      // without touching the object; nobody is left to join it.
+      if (workerGone_) *workerGone_ = true;
+      detail::detachThread(std::exchange(handle_, nullptr));
+    } else if (tid_ != 0) {
+      state_ = StopNow;
+      cond_.broadcast();
+      awaitWorkerExit();
+    }
+    worker = std::exchange(handle_, nullptr);
+    name_.clear();
+  }
+  if (worker) joinThread(worker);
 }
 
 void ActionThread::start(const std::string& name) {
   QIM_ENTRY("name=" << name);
-  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-  QIM_ASSERT(0==tid_);
-  QIM_ASSERT(Stopped==state_);
-  joinFinishedWorker();
-  name_ = name;
-  try {
-    tid_ = createThread(makeFunctor(this, &ActionThread::run), name_, &handle_, 0);
-  } catch (const std::bad_alloc&) {
-    tid_ = 0;  // logged by createThread; the queue waits for a later start
+  void* previous = nullptr;
+  {
+    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+    QIM_ASSERT(0==tid_);
+    QIM_ASSERT(Stopped==state_);
+    if (tid_ != 0) {
+      // A running worker goes on serving; one leaving after a stop is
+      // waited for, unless this is that worker itself.
+      if (state_ == Running || detail::isCurrentThread(tid_)) return;
+      awaitWorkerExit();
+      if (tid_ != 0) return;  // another start got there first
+    }
+    previous = std::exchange(handle_, nullptr);
+    name_ = name;
+    try {
+      tid_ = createThread(makeFunctor(this, &ActionThread::run), name_, &handle_, 0);
+    } catch (const std::bad_alloc&) {
+      tid_ = 0;  // logged by createThread; the queue waits for a later start
+    }
+    QIM_ASSERT(0!=tid_);
+    if (tid_ != 0) ++workersStarted_;
+    state_ = Running;
   }
-  QIM_ASSERT(0!=tid_);
-  state_ = Running;
+  // Joined without the mutex: a thread is never joined while holding a
+  // lock that someone else may need to make progress.
+  if (previous) joinThread(previous);
 }
 
 void ActionThread::stop(StopStyle stopStyle, ReturnStyle returnStyle) {
   QIM_ENTRY("stop=" << static_cast<int>(stopStyle) << " return=" << static_cast<int>(returnStyle));
-  ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-  QIM_ASSERT(Stopped!=state_);
-  posts_.fetch_add(1, std::memory_order_release);  // ends a worker's brief watch
-  if (stopStyle == StopImmediate) {
-    state_ = StopNow;
-  } else if (state_ != StopNow) {
-    state_ = StopWhenEmpty;
+  void* finished = nullptr;
+  {
+    ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
+    QIM_ASSERT(Stopped!=state_);
+    if (stopStyle == StopImmediate) {
+      state_ = StopNow;
+    } else if (state_ != StopNow) {
+      state_ = StopWhenEmpty;
+    }
+    cond_.broadcast();
+    wakeWorker();
+    if (returnStyle != ReturnWait) return;
+    QIM_ASSERT_AS(!detail::isCurrentThread(tid_), "!ACE_OS::thr_equal(ACE_Thread::self(),tid_)");
+    awaitWorkerExit();
+    finished = std::exchange(handle_, nullptr);
   }
-  cond_.broadcast();
-  if (returnStyle == ReturnWait) {
-    QIM_ASSERT(!ACE_OS::thr_equal(ACE_Thread::self(),tid_));
-    // Without a worker (never started, or its thread could not be made)
-    // nothing would ever set Stopped: return instead of hanging.
-    while (state_ != Stopped && tid_ != 0) cond_.wait();
-    joinFinishedWorker();
-  }
+  if (finished) joinThread(finished);
+}
+
+void ActionThread::awaitWorkerExit() {
+  const unsigned long long worker = workersStarted_;
+  while (workersLeft_ < worker) cond_.wait();
 }
 
 void ActionThread::flush() {
@@ -99,10 +128,18 @@ ActionThread::State ActionThread::state() const {
 
 void ActionThread::signal() {
   QIM_ENTRY();
-  posts_.fetch_add(1, std::memory_order_release);
-  // Only the worker waits for work; a broadcast nobody waits for is a cost
-  // on every post for nothing.
-  if (workerWaiting_) cond_.broadcast();
+  wakeWorker();
+}
+
+// Only the worker waits for work: a busy worker needs no wake-up, and a
+// broadcast nobody waits for would cost every post for nothing. Called with
+// mutex_ held, which orders the writers of posts_.
+void ActionThread::wakeWorker() {
+  if (idle_ == Watching) {
+    posts_.store(posts_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  } else if (idle_ == Sleeping) {
+    cond_.broadcast();
+  }
 }
 
 // Under a steady stream of posts the next action usually arrives within
@@ -111,25 +148,11 @@ void ActionThread::signal() {
 // watches for a post (or a stop) for a short, bounded while before it
 // sleeps. Called without the mutex.
 bool ActionThread::awaitPostBriefly(unsigned seenPosts) const {
-  for (int i = 0; i < kSpinRounds; ++i) {
+  for (int i = 0; i < kWatchRounds; ++i) {
     if (posts_.load(std::memory_order_acquire) != seenPosts) return true;
-    if (i < kSpinRounds / 2) {
-      cpuRelax();
-    } else {
-      ACE_OS::thr_yield();
-    }
+    detail::cpuRelax();
   }
   return posts_.load(std::memory_order_acquire) != seenPosts;
-}
-
-// A worker that has left its loop (tid_ back to 0) no longer touches the
-// object, so joining it under the mutex cannot deadlock. Called with mutex_
-// held. The state is not the test: a stop reported on a stopped thread
-// leaves it at a stop state with the last worker already gone.
-void ActionThread::joinFinishedWorker() {
-  if (!handle_ || tid_ != 0) return;
-  joinThread(handle_);
-  handle_ = nullptr;
 }
 
 void ActionThread::run() {
@@ -137,36 +160,35 @@ void ActionThread::run() {
   QIM_ENTRY();
   QIM_ASSERT(0!=that);
   // The thread was named by createThread with name_.
-  that->mutex_.acquire();
+  bool gone = false;  // set by the destructor, run by one of our actions
+  that->acquireMutex();
+  that->workerGone_ = &gone;
   for (;;) {
     QIM_ASSERT(0 != that->tid_);
-    QIM_ASSERT(ACE_OS::thr_equal(ACE_Thread::self(),that->tid_));
+    QIM_ASSERT_ON_THREAD(that->tid_, "ACE_OS::thr_equal(ACE_Thread::self(),that->tid_)");
     QIM_ASSERT(Stopped != that->state_);
     if (that->state_ == StopNow) break;
     if (!that->empty()) {
-      {
-        Functor action = that->pop_front();
-        that->mutex_.release();
-        runAction(action);
-      }
-      that->mutex_.acquire();
+      if (!that->runNextAction(&gone)) return;  // the object is gone
       continue;
     }
     if (that->state_ == StopWhenEmpty) break;
     QIM_ASSERT(Running == that->state_);
     const unsigned seenPosts = that->posts_.load(std::memory_order_relaxed);
+    that->idle_ = Watching;
     that->mutex_.release();
     const bool posted = that->awaitPostBriefly(seenPosts);
-    that->mutex_.acquire();
+    that->acquireMutex();
+    that->idle_ = NotIdle;
     if (posted || !that->empty() || that->state_ != Running) continue;
-    that->workerWaiting_ = true;
+    that->idle_ = Sleeping;
     that->cond_.wait();
-    that->workerWaiting_ = false;
+    that->idle_ = NotIdle;
   }
-  that->mutex_.release();
-  that->mutex_.acquire();
+  that->workerGone_ = nullptr;
   that->state_ = Stopped;
   that->tid_ = 0;
+  ++that->workersLeft_;
   that->cond_.broadcast();
   that->mutex_.release();
 }

@@ -4,15 +4,12 @@
 #include <ace/OS_NS_Thread.h>
 #include <ace/Thread.h>
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
-
 #include <exception>
 #include <type_traits>
 #include <utility>
 
+#include "actions/ThreadChecker.h"
+#include "platform/Win32.h"
 #include "qimmisc/Trace.h"
 
 namespace QIM {
@@ -67,7 +64,7 @@ ActionWindow::~ActionWindow() {
     ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
     QIM_ASSERT(0==hwnd_, "ActionWindow destroyed without halt()");
     hasWindow = hwnd_ != nullptr;
-    onWindowThread = ACE_OS::thr_equal(tid_, ACE_Thread::self());
+    onWindowThread = detail::isCurrentThread(tid_);
   }
   if (!hasWindow) return;
   if (onWindowThread) {
@@ -130,7 +127,7 @@ void ActionWindow::halt() {
     ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
     QIM_ASSERT(0!=hwnd_);
     if (!hwnd_) return;
-    QIM_ASSERT(ACE_OS::thr_equal(tid_, ACE_Thread::self()));
+    QIM_ASSERT_ON_THREAD(tid_, "ACE_OS::thr_equal(tid_, ACE_Thread::self())");
   }
   highPriThread_.stop(ActionThread::StopImmediate, ActionThread::ReturnNoWait);
   stopHighPriorityWorker();
@@ -145,7 +142,7 @@ void ActionWindow::halt() {
 void ActionWindow::stopHighPriorityWorker() {
   {
     ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
-    if (highPriExecuting_ && ACE_OS::thr_equal(tid_, ACE_Thread::self())) return;
+    if (highPriExecuting_ && detail::isCurrentThread(tid_)) return;
   }
   // tid 0 while not Stopped: a worker that could not be made never ends.
   while (highPriThread_.state() != ActionThread::Stopped && highPriThread_.tid() != 0) {
@@ -253,12 +250,7 @@ LRESULT ActionWindow::runOneAction() {
     // Nested runs (reentrant) restore the outer action's flag.
     const bool wasExecuting = executing_;
     executing_ = true;
-    {
-      Functor action = pop_front();
-      lock.release();
-      runAction(action);  // never unwinds through the dispatcher
-    }  // destroyed unlocked: its destruction may post to this queue
-    lock.acquire();
+    runNextAction();  // never unwinds through the dispatcher
     executing_ = wasExecuting;
   }
   if (!executing_ && signalSwallowed_) {
@@ -276,14 +268,10 @@ LRESULT ActionWindow::runHighPriorityActions() {
   const bool wasExecuting = highPriExecuting_;
   highPriExecuting_ = true;
   while (!highPriList_.empty()) {
-    {
-      // Moved, not copied: a copy would lose the posting trace.
-      Functor action(std::move(highPriList_.front()));
-      highPriList_.pop_front();
-      lock.release();
-      runAction(action);  // never unwinds through the dispatcher
-    }
-    lock.acquire();
+    // Moved, not copied: a copy would lose the posting trace.
+    Functor action(std::move(highPriList_.front()));
+    highPriList_.pop_front();
+    runUnlocked(std::move(action));
   }
   highPriExecuting_ = wasExecuting;
   return 0;

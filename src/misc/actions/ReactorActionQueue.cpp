@@ -7,8 +7,7 @@
 #include <ace/Thread.h>
 #include <ace/Time_Value.h>
 
-#include <exception>
-
+#include "actions/ThreadChecker.h"
 #include "qimmisc/Trace.h"
 
 namespace QIM {
@@ -116,18 +115,14 @@ int ReactorActionQueue::handle_timeout(const ACE_Time_Value& /*currentTime*/, co
   if (reactor()) {
     // tid() takes the mutex itself and asks the reactor.
     lock.release();
-    QIM_ASSERT(ACE_OS::thr_equal(ACE_Thread::self(), tid()));
+    QIM_ASSERT_ON_THREAD(tid(), "ACE_OS::thr_equal(ACE_Thread::self(), tid())");
     lock.acquire();
   }
   if (empty()) {
     QIM_ASSERT(!empty());
     return 0;
   }
-  {
-    Functor action = pop_front();
-    lock.release();
-    runAction(action);
-  }
+  runNextAction();
   return 0;
 }
 
