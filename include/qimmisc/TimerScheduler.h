@@ -43,6 +43,8 @@
 
 #include <ace/Time_Value.h>
 
+#include <cstddef>
+
 #include "qimmisc/ActionQueue.h"
 #include "qimmisc/Export.h"
 #include "qimmisc/ObjectManagement.h"
@@ -134,6 +136,10 @@ class QIMMISC_API TimeoutExecutor : public Functor::Executor {
   void execute() override;
   /// The clone takes the timer over; this executor is left without one.
   Functor::Executor* clone() const override;
+  /// As clone, made in the Functor's own storage when it fits.
+  Functor::Executor* cloneInto(void* storage, std::size_t size) const override;
+  /// As cloneInto.
+  Functor::Executor* moveInto(void* storage, std::size_t size) override;
 
  private:
   mutable Timer* timer_;
