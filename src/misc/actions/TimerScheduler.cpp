@@ -40,9 +40,10 @@
 // the queue: it waits for the record to clear, unless it runs on that
 // queue's own thread, which the post may be waiting for (and then the queue
 // is evidently alive). The last destructor likewise waits for the thread to
-// stop unless the thread is posting to the caller's own queue; a constructor
-// that comes while such a stop is still unacknowledged takes the thread back.
-// cancel never waits: it belongs on the queue's thread.
+// stop unless the thread is posting to the caller's own queue; then the
+// thread leaves by itself after that post, and the next constructor joins it
+// or, if it has not left yet, takes it back. cancel never waits: it belongs
+// on the queue's thread, whose queue the post may be waiting for.
 
 namespace QIM {
 
@@ -109,6 +110,14 @@ SchedulerState& state() {
 int timerChannel() {
   static const int channel = DbgMsg::getChannelByName("TIMER");
   return channel;
+}
+
+void prefetch(const void* address) {
+#if defined(__GNUC__)
+  __builtin_prefetch(address);
+#else
+  static_cast<void>(address);
+#endif
 }
 
 ACE_Time_Value monotonicNow() { return ACE_Monotonic_Time_Policy()(); }
@@ -310,7 +319,7 @@ void TimerScheduler::cancel(Timer* timer) {
   // The lookup below reads a slot of the set, then the timer: two cache
   // misses when timers are many. Fetching the timer now lets them overlap.
   // A prefetch never faults, whatever the handle points at.
-  __builtin_prefetch(timer);
+  prefetch(timer);
   QIM_ENTRY("timer=" << timer);
   if (!timer) return;
   SchedulerState& st = state();
