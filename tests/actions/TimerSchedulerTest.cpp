@@ -131,7 +131,6 @@ TEST_F(TimerSchedulerTest, MisuseIsReported) {
             1u);
   EXPECT_EQ(lines(" tid=" + std::to_string(worker.tid())), 1u);
   EXPECT_EQ(lines("canceling scheduled timer " + at(timer)), 1u);
-  EXPECT_EQ(probe.live(), 0);
   // Unknown handles: another scheduler's, one already run, one cancelled.
   test::ManualQueue queue;
   TimerScheduler other;
@@ -144,9 +143,9 @@ TEST_F(TimerSchedulerTest, MisuseIsReported) {
     EXPECT_EQ(lines(R"x(Assertion failed: "it1 != pimpl_->timers_.end()" : )x"
                     "trying to cancel unknown timer " + at(unknown) + "  OS ERROR: "),
               1u);
+    EXPECT_EQ(lines("canceling"), 0u);
   }
-  EXPECT_EQ(lines("canceling"), 0u);
-  EXPECT_EQ(probe.live(), 1);  // the foreign one, left alone
+  EXPECT_EQ(probe.live(), 1);  // only the foreign one, left alone
   worker.stop(ActionThread::StopDrain, ActionThread::ReturnWait);
 }
 
@@ -199,19 +198,18 @@ TEST_F(TimerSchedulerTest, TimersReachAReactorQueueWhoseLoopIsRunning) {
   });
   owned.wait();
   std::atomic<int> ran{0};
-  auto timers = std::make_unique<TimerScheduler>();
+  TimerScheduler timers;
   std::thread producer([&] {  // it too may get stuck, in schedule
     for (int i = 0; i < 300; ++i) {
-      timers->schedule(makeFunctor([&] { ++ran; }), &queue, kNow, i % 2 == 0);
+      timers.schedule(makeFunctor([&] { ++ran; }), &queue, kNow, i % 2 == 0);
     }
   });
   if (!test::eventually([&] { return ran.load() == 300; })) {
-    ADD_FAILURE() << "deadlock: " << ran.load() << " of 300 timers ran";
+    ADD_FAILURE() << "stuck at " << ran.load() << " of 300; reactor open: " << impl.initialized();
     std::fflush(stdout);
     std::_Exit(1);  // the threads are stuck: leaving is the only bounded way out
   }
   producer.join();
-  timers.reset();
   reactor.end_reactor_event_loop();
   loop.join();
   EXPECT_EQ(lines("Assertion failed"), 0u);
