@@ -123,6 +123,10 @@ class TimerSet {
       if (!slots_[i]) return nullptr;
     }
   }
+  // Where a lookup of `timer` starts, or null while the set has no table.
+  const void* slotFor(const Timer* timer) const {
+    return slots_ ? &slots_[home(timer)] : nullptr;
+  }
   // Adds `timer`, which must not be listed. May throw std::bad_alloc,
   // leaving the set as it was.
   void insert(Timer* timer);

@@ -300,12 +300,13 @@ Timer* TimerScheduler::schedule(const Functor& action, ActionQueue* queue,
 
   SchedulerState& st = state();
   ACE_Guard<ACE_Thread_Mutex> lock(st.mutex);
-  pimpl_->timers_.insert(timer.get());
-  bool earliest = false;
+  // The set's slot is fetched while the expiry list is updated.
+  prefetch(pimpl_->timers_.slotFor(timer.get()));
+  const bool earliest = st.timers.insert(timer.get(), dueUs);
   try {
-    earliest = st.timers.insert(timer.get(), dueUs);
+    pimpl_->timers_.insert(timer.get());
   } catch (...) {
-    pimpl_->timers_.erase(timer.get());
+    st.timers.erase(timer.get());
     throw;
   }
   // The thread sleeps until the earliest expiry; only a new earliest timer
