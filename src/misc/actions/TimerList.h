@@ -1,8 +1,10 @@
 // The records behind TimerScheduler: a scheduled Timer, the process-wide
 // list of pending timers by expiry (ExpiryList), and the set of timers one
-// scheduler object owns (TimerSet). Both containers keep their links in or
-// beside the Timer, so scheduling allocates the Timer and nothing per timer
-// besides. None of them locks: the scheduler's mutex guards them all.
+// scheduler object owns (TimerSet). Neither container allocates per timer:
+// the list is one array of entries (each timer keeps its place in it), the
+// set one table of addresses; scheduling allocates the Timer alone, besides
+// the arrays' occasional growth. None of them locks: the scheduler's mutex
+// guards them all.
 #pragma once
 
 #include <ace/Time_Value.h>
@@ -20,9 +22,8 @@ namespace QIM {
 
 class ActionQueue;
 
-// A scheduled timer; a plain record. The fields carry no trailing
-// underscore so that the assertion texts read as they always have
-// ("timer->queue->tid()", "timer->scheduler->timers_").
+// A scheduled timer; a plain record, its fields named as the assertion
+// texts name them ("timer->queue->tid()", "timer->scheduler->timers_").
 //
 // Who frees a timer. While it is pending (in the ExpiryList) its scheduler
 // owns it. Once posted, two parties may hold it: its scheduler's TimerSet
