@@ -1,14 +1,17 @@
 // Timers: ours against boost::asio::steady_timer.
 //
-// timers_schedule_cancel: schedule 100,000 timers that are not due for an
-// hour, then cancel them all, on the thread the timers belong to (our
-// queue's thread; asio's io_context thread). Items are timers. The counter
-// bytes_per_timer is the heap a pending timer costs, handle storage
-// included: the bytes requested from operator new while the timers are
-// scheduled (counted by the benchmark binary's replacement of operator new,
-// AllocCounter), divided by their number. Allocator overhead is not in it.
-// On Windows the library is a DLL with its own operator new, so there the
-// figure misses our side's allocations; read it on Linux.
+// timers_schedule_cancel: schedule 100,000 timers with mixed delays (spread
+// over one second to one hour, in random order, so that none falls due and
+// the ordered list is filled all over, not only at its end), then cancel
+// them all in a shuffled order, on the thread the timers belong to (our
+// queue's thread; asio's io_context thread). Both sides get the same delays
+// and the same cancel order. Items are timers. The counter bytes_per_timer
+// is the heap a pending timer costs, handle storage included: the bytes
+// requested from operator new while the timers are scheduled (counted by
+// the benchmark binary's replacement of operator new, AllocCounter),
+// divided by their number. Allocator overhead is not in it. On Windows the
+// library is a DLL with its own operator new, so there the figure misses
+// our side's allocations; read it on Linux.
 //
 // timer_lateness_10k_pending: 10,000 timers with delays spread over 50 to
 // 150 ms, scheduled in random order, so that all are pending when the first
@@ -44,6 +47,25 @@ using Clock = std::chrono::steady_clock;
 constexpr int kScheduleCancelTimers = 100000;
 constexpr int kLatenessTimers = 10000;
 
+// The schedule/cancel case's delays in microseconds (1 s to 1 h, random)
+// and the order in which the timers are cancelled (a shuffled permutation).
+struct ScheduleCancelPlan {
+  ScheduleCancelPlan() : delaysUs(kScheduleCancelTimers), cancelOrder(kScheduleCancelTimers) {
+    std::mt19937_64 rng(20171127);
+    std::uniform_int_distribution<long long> delay(1000000LL, 3600000000LL);
+    for (auto& d : delaysUs) d = delay(rng);
+    for (int i = 0; i < kScheduleCancelTimers; ++i) cancelOrder[static_cast<std::size_t>(i)] = i;
+    std::shuffle(cancelOrder.begin(), cancelOrder.end(), rng);
+  }
+  std::vector<long long> delaysUs;
+  std::vector<int> cancelOrder;
+};
+
+const ScheduleCancelPlan& plan() {
+  static const ScheduleCancelPlan shared;
+  return shared;
+}
+
 // A queue whose thread is the benchmark thread and that nobody pumps: the
 // schedule/cancel case cancels where timers belong, and none falls due.
 class IdleQueue : public QIM::ActionQueue {
@@ -62,26 +84,30 @@ void scheduleCancelQimmisc(benchmark::State& state) {
   QIM::TimerScheduler timers;
   IdleQueue queue;
   const QIM::Functor action = QIM::makeFunctor([] {});
-  const ACE_Time_Value anHour(3600);
-
-  // Memory first, outside the timed loop.
-  {
-    const std::size_t before = qimbench::allocatedBytes();
-    std::vector<QIM::Timer*> handles;
-    handles.reserve(kScheduleCancelTimers);
-    for (int i = 0; i < kScheduleCancelTimers; ++i) {
-      handles.push_back(timers.schedule(action, &queue, anHour, false));
+  const ScheduleCancelPlan& p = plan();
+  std::vector<ACE_Time_Value> delays;
+  for (long long us : p.delaysUs) delays.emplace_back(us / 1000000, us % 1000000);
+  std::vector<QIM::Timer*> handles;
+  const auto scheduleAll = [&] {
+    for (std::size_t i = 0; i < handles.size(); ++i) {
+      handles[i] = timers.schedule(action, &queue, delays[i], false);
     }
-    const std::size_t after = qimbench::allocatedBytes();
-    for (QIM::Timer* timer : handles) timers.cancel(timer);
-    state.counters["bytes_per_timer"] =
-        static_cast<double>(after - before) / kScheduleCancelTimers;
-  }
+  };
+  const auto cancelAll = [&] {
+    for (int i : p.cancelOrder) timers.cancel(handles[static_cast<std::size_t>(i)]);
+  };
 
-  std::vector<QIM::Timer*> handles(kScheduleCancelTimers);
+  // Memory first, outside the timed loop; the handles count too.
+  const std::size_t before = qimbench::allocatedBytes();
+  handles.resize(kScheduleCancelTimers);
+  scheduleAll();
+  const std::size_t after = qimbench::allocatedBytes();
+  cancelAll();
+  state.counters["bytes_per_timer"] = static_cast<double>(after - before) / kScheduleCancelTimers;
+
   for (auto _ : state) {
-    for (QIM::Timer*& timer : handles) timer = timers.schedule(action, &queue, anHour, false);
-    for (QIM::Timer* timer : handles) timers.cancel(timer);
+    scheduleAll();
+    cancelAll();
   }
   state.SetItemsProcessed(state.iterations() * kScheduleCancelTimers);
 }
@@ -95,34 +121,33 @@ BENCHMARK(scheduleCancelQimmisc)
 // context until those completions are done: that is part of cancelling.
 void scheduleCancelAsio(benchmark::State& state) {
   boost::asio::io_context io;
-  const auto anHour = std::chrono::hours(1);
   const auto handler = [](const boost::system::error_code&) {};
+  const ScheduleCancelPlan& p = plan();
+  std::vector<std::chrono::microseconds> delays;
+  for (long long us : p.delaysUs) delays.emplace_back(us);
 
-  {
-    const std::size_t before = qimbench::allocatedBytes();
-    std::vector<boost::asio::steady_timer> timers;
-    timers.reserve(kScheduleCancelTimers);
-    for (int i = 0; i < kScheduleCancelTimers; ++i) {
-      timers.emplace_back(io, anHour);
-      timers.back().async_wait(handler);
-    }
-    const std::size_t after = qimbench::allocatedBytes();
-    for (auto& timer : timers) timer.cancel();
-    io.restart();
-    io.run();
-    state.counters["bytes_per_timer"] =
-        static_cast<double>(after - before) / kScheduleCancelTimers;
-  }
-
+  // Memory first, outside the timed loop: the timer objects are made here,
+  // as our schedule makes its timers.
+  const std::size_t before = qimbench::allocatedBytes();
   std::vector<boost::asio::steady_timer> timers;
   timers.reserve(kScheduleCancelTimers);
-  for (int i = 0; i < kScheduleCancelTimers; ++i) timers.emplace_back(io);
+  for (std::size_t i = 0; i < delays.size(); ++i) {
+    timers.emplace_back(io, delays[i]);
+    timers.back().async_wait(handler);
+  }
+  const std::size_t after = qimbench::allocatedBytes();
+  for (int i : p.cancelOrder) timers[static_cast<std::size_t>(i)].cancel();
+  io.restart();
+  io.run();
+  state.counters["bytes_per_timer"] = static_cast<double>(after - before) / kScheduleCancelTimers;
+
+  // Then the timer objects are reused: only scheduling and cancelling count.
   for (auto _ : state) {
-    for (auto& timer : timers) {
-      timer.expires_after(anHour);
-      timer.async_wait(handler);
+    for (std::size_t i = 0; i < timers.size(); ++i) {
+      timers[i].expires_after(delays[i]);
+      timers[i].async_wait(handler);
     }
-    for (auto& timer : timers) timer.cancel();
+    for (int i : p.cancelOrder) timers[static_cast<std::size_t>(i)].cancel();
     io.restart();
     io.run();
   }

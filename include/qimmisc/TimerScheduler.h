@@ -31,7 +31,11 @@
 // belongs on the thread of the timer's queue: the fired action runs there
 // too, so a timer cancelled there never runs after cancel returns. A cancel
 // from another thread is reported and still cancels, but the action may then
-// already be running.
+// already be running. The scheduler thread posts with no lock of its own
+// held, so every kind of queue works, a reactor's included. The destructor
+// returns only once no post of this object's timers is under way, unless
+// it runs on the thread of the queue being posted to (a reactor's thread may
+// be what the post waits for); cancel never waits for a post.
 //
 // Diagnostics. The scheduler's own trace lines ("scheduled timer ",
 // "queueing expired timer ", "executing expired timer: ", "canceling
@@ -42,6 +46,8 @@
 #pragma once
 
 #include <ace/Time_Value.h>
+
+#include <cstddef>
 
 #include "qimmisc/ActionQueue.h"
 #include "qimmisc/Export.h"
@@ -91,8 +97,9 @@ class QIMMISC_API TimerScheduler : public TCountedObject<TimerScheduler> {
   /// push_highPriority when `highPriority` is true. A zero or negative delay
   /// fires at the scheduler thread's next turn. Timers with the same expiry
   /// fire in the order they were scheduled. `queue` is not owned and must
-  /// outlive the timer (or the timer must be cancelled, or this object
-  /// destroyed, first). A null `queue` is reported ("0!=queue") and nothing
+  /// outlive the timer: until it ran, or this object was destroyed (or the
+  /// timer cancelled, and the queue has then run what was posted to it). A
+  /// null `queue` is reported ("0!=queue") and nothing
   /// is scheduled: null is returned. Any thread. Returns the timer's handle.
   Timer* schedule(const Functor& action, ActionQueue* queue, const ACE_Time_Value& delay,
                   bool highPriority);
@@ -134,6 +141,10 @@ class QIMMISC_API TimeoutExecutor : public Functor::Executor {
   void execute() override;
   /// The clone takes the timer over; this executor is left without one.
   Functor::Executor* clone() const override;
+  /// As clone, made in the Functor's own storage when it fits.
+  Functor::Executor* cloneInto(void* storage, std::size_t size) const override;
+  /// As cloneInto.
+  Functor::Executor* moveInto(void* storage, std::size_t size) override;
 
  private:
   mutable Timer* timer_;
