@@ -20,9 +20,6 @@ class ProducerQueueTest : public ::testing::TestWithParam<std::tuple<bool, Queue
 
 TEST_P(ProducerQueueTest, EveryDeliveryArrivesOnTheQueueThread) {
   const auto [timers, kind] = GetParam();
-  if (timers && kind == QueueKind::ReactorActionQueue) {
-    GTEST_SKIP() << "the timer scheduler still posts under its mutex; awaits the timer fix";
-  }
   std::shared_ptr<ActionQueue> queue;
   ASSERT_NO_FATAL_FAILURE(test::startQueue(kind, queue));
   const auto runner = static_cast<ACE_thread_t>(queue->tid());
