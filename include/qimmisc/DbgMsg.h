@@ -84,7 +84,7 @@ QIMMISC_API int getChannelByName(const char* name);
 /// ":"-separated list of items, each a sign ("+" opens, anything else
 /// closes) and a channel name or "all", applied in order. Unknown names are
 /// added to the table with the requested state.
-QIMMISC_API void initChannels(const char* spec);
+QIMMISC_API void initChannels(const char* items);
 
 /// Sets a channel's open flag; an out-of-range number is ignored.
 QIMMISC_API void toggleChannel(int channel, bool open);

@@ -85,15 +85,15 @@ void toggleChannel(int channel, bool open) {
   detail::channelOpen[channel].store(open, std::memory_order_relaxed);
 }
 
-void initChannels(const char* spec) {
-  if (!spec) {
+void initChannels(const char* items) {
+  if (!items) {
     newChannelsOpen.store(false, std::memory_order_relaxed);
     for (auto& flag : detail::channelOpen) flag.store(false, std::memory_order_relaxed);
     toggleChannel(ErrorId, true);
     toggleChannel(AdvUserLogId, true);
     return;
   }
-  std::string_view rest(spec);
+  std::string_view rest(items);
   while (!rest.empty()) {
     const auto colon = rest.find(':');
     const std::string_view item = rest.substr(0, colon);
