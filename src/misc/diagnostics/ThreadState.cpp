@@ -30,12 +30,16 @@ ThreadState::~ThreadState() {
   // while its slots are cleared starts a new array.
   callStack.frames = nullptr;
   callStack.capacity = 0;
+  callStack.state = nullptr;
 }
 
 ThreadState& threadState() {
+  if (ThreadState* state = callStack.state) return *state;
   // Never destroyed: threads outlive the library's statics.
   static ::QIM::detail::NoDestructor<::QIM::detail::ThreadSlot> slot;
-  return ::QIM::detail::threadLocal<ThreadState>(*slot);
+  ThreadState& state = ::QIM::detail::threadLocal<ThreadState>(*slot);
+  callStack.state = &state;
+  return state;
 }
 
 bool growCallStack() {

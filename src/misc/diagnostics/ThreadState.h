@@ -14,6 +14,7 @@ namespace DbgMsg {
 namespace detail {
 
 class PostingTrace;
+struct ThreadState;
 using StackTextPtr = std::shared_ptr<const StackText>;
 
 /// The hot half: plain, zero-initialised thread-local data, so that a
@@ -27,6 +28,9 @@ struct CallStackTls {
   // snapshot taken at the same generation is still the thread's stack.
   unsigned long long generation;
   bool disabled;       // logging is off for this thread
+  // The thread's ThreadState once made (a plain pointer: the slot owns it),
+  // so that every post and action reaches it without a slot look-up.
+  ThreadState* state;
 };
 
 // Initial-exec TLS turns each access into one register-relative load
