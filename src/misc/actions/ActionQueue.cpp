@@ -53,16 +53,18 @@ int ActionQueue::size(int priority) {
 }
 
 Functor ActionQueue::pop_front() {
-  if (count_ == 0) return Functor();
+  // One named result, so that it is built in the caller's place.
+  Functor action;
+  if (count_ == 0) return action;
   for (auto it = queues_.rbegin(); it != queues_.rend(); ++it) {
     std::deque<Functor>& list = it->second;
     if (list.empty()) continue;
-    Functor action(std::move(list.front()));
+    action = std::move(list.front());
     list.pop_front();
     --count_;
-    return action;
+    break;
   }
-  return Functor();
+  return action;
 }
 
 bool ActionQueue::runNextAction(const bool* gone) { return runUnlocked(pop_front(), gone); }
