@@ -9,6 +9,8 @@
 
 #include <ace/Thread_Mutex.h>
 
+#include <atomic>
+#include <climits>
 #include <deque>
 #include <map>
 
@@ -28,7 +30,7 @@ class QIMMISC_API ActionQueue {
   ActionQueue& operator=(const ActionQueue&) = delete;
 
   /// Queues a copy of `action` at `priority`, remembers where it was posted
-  /// (Functor::saveStackTrace) and wakes the executor. Any thread.
+  /// (Functor::saveStackTrace) and wakes the executor (signal). Any thread.
   void push_back(const Functor& action, int priority);
   /// The same, taking `action` over instead of copying it.
   void push_back(Functor&& action, int priority);
@@ -45,20 +47,37 @@ class QIMMISC_API ActionQueue {
   virtual unsigned long tid() const = 0;
 
  protected:
-  ActionQueue();
+  /// How posts reach the queue.
+  enum class Posting {
+    /// Under mutex_, then signal() with mutex_ held.
+    Locked,
+    /// Into an intake under a lock of its own (intakeMutex_), then signal()
+    /// with that lock held: producers do not compete with the executor for
+    /// mutex_, and the executor takes the intake over in one go. For an
+    /// executor whose wake-up needs no mutex_ held.
+    Intake,
+  };
 
-  /// Wakes the executor. Called by push_back with mutex_ held.
+  explicit ActionQueue(Posting posting = Posting::Locked);
+
+  /// Wakes the executor. Called by push_back once per post, with mutex_
+  /// held, or with intakeMutex_ held for a queue posting through an intake.
   virtual void signal() = 0;
 
-  /// Whether no action is queued. The caller holds mutex_.
-  bool empty() const { return count_ == 0; }
+  /// Whether no action is queued, the intake included. The caller holds
+  /// mutex_.
+  bool empty() const { return count_ == 0 && intakeCount_.load() == 0; }
+
+  /// Whether the intake holds posts the executor has not taken over yet.
+  /// Any thread, no lock needed.
+  bool intakePending() const { return intakeCount_.load(std::memory_order_acquire) != 0; }
 
   /// Removes and returns the oldest action of the highest priority holding
   /// one; an empty Functor when there is none. The caller holds mutex_.
   Functor pop_front();
 
-  /// Destroys every queued action unrun and forgets every priority. The
-  /// caller holds mutex_.
+  /// Destroys every queued action unrun, the intake's too, and forgets
+  /// every priority. The caller holds mutex_.
   void clear();
 
   /// The step of every executor, once it holds mutex_ and has seen the
@@ -80,18 +99,54 @@ class QIMMISC_API ActionQueue {
   /// Takes mutex_, trying briefly before sleeping on it: posts and pops
   /// hold it for a few dozen nanoseconds, far less than a sleep and
   /// wake-up on the OS lock costs either side.
-  void acquireMutex();
+  void acquireMutex() { acquire(mutex_); }
 
   /// Guards the queue; subclasses guard their own state with it too.
   mutable ACE_Thread_Mutex mutex_;
+  /// Guards the intake; taken after mutex_, never before it. Held while
+  /// signal() runs for a queue with an intake. The intake keeps to cache
+  /// lines of its own (64 bytes on the processors of interest), so that
+  /// producers filling it do not slow down the executor's mutex_ and lists.
+  alignas(64) ACE_Thread_Mutex intakeMutex_;
 
  private:
-  // A priority's list stays after it empties: the next post at that
-  // priority then allocates nothing for the key.
-  std::map<int, std::deque<Functor>> queues_;
+  static void acquire(ACE_Thread_Mutex& mutex);
+
+  // The lists by priority. A priority's list stays after it empties: the
+  // next post at that priority then allocates nothing for the key.
+  struct Lists {
+    // The list of `priority`, created if needed. Posts come in runs of one
+    // priority: the last list is remembered (map nodes stay put), which
+    // skips the lookup.
+    std::deque<Functor>& of(int priority);
+    void clear();
+
+    std::map<int, std::deque<Functor>> byPriority;
+    std::deque<Functor>* last = nullptr;  // the list of lastPriority
+    int lastPriority = 0;
+  };
+
+  // The highest priority holding an action, INT_MIN for none.
+  int topPriority() const;
+  // Moves the intake's posts into the queue, each after those of its
+  // priority already there. The caller holds mutex_.
+  void takeIntake();
+  // Whether the next action to run may still be in the intake: an intake
+  // post of a higher priority than every queued one runs first. The caller
+  // holds mutex_.
+  bool intakeGoesFirst() const;
+
+  // Next to intakeMutex_, which guards them.
+  Lists intake_;
+  // Written under intakeMutex_. The count is read without it, to learn
+  // whether there is anything to take over; the top, once the count has
+  // been seen non-zero.
+  std::atomic<std::size_t> intakeCount_{0};
+  std::atomic<int> intakeTop_{INT_MIN};
+
+  alignas(64) Lists queues_;
   std::size_t count_ = 0;
-  std::deque<Functor>* lastList_ = nullptr;  // the list of lastPriority_
-  int lastPriority_ = 0;
+  const bool hasIntake_;
 };
 
 }  // namespace QIM

@@ -71,12 +71,14 @@ class QIMMISC_API ActionThread : public ActionQueue {
 
  private:
   void run();
-  bool awaitPostBriefly(unsigned seenPosts) const;
+  bool awaitWorkBriefly(unsigned seenWakeups) const;
+  void sleepUntilWoken();
   void wakeWorker();
   // Waits until the worker present now, if any, has left its loop.
   // Called with mutex_ held.
   void awaitWorkerExit();
 
+  // Broadcast by a leaving worker, for those waiting for it to end.
   ACE_Condition_Thread_Mutex cond_;
   unsigned long tid_ = 0;
   void* handle_ = nullptr;
@@ -88,12 +90,13 @@ class QIMMISC_API ActionThread : public ActionQueue {
   // The running worker's flag, set by the destructor when an action
   // destroys the object.
   bool* workerGone_ = nullptr;
-  // How an idle worker waits for work: watching posts_ for a short while,
-  // then sleeping on cond_. Posts and stops wake it the matching way, and
-  // touch neither while it works.
-  enum Idle { NotIdle, Watching, Sleeping };
-  Idle idle_ = NotIdle;
-  std::atomic<unsigned> posts_{0};  // written under mutex_, read while watching
+  // An idle worker watches for posts (the intake's count) and for stops
+  // (wakeups_, bumped under mutex_) for a short while, then sleeps on
+  // postCond_, bound to intakeMutex_, which posts and stops broadcast
+  // while sleeping_ (guarded by intakeMutex_) says it sleeps.
+  ACE_Condition_Thread_Mutex postCond_;
+  bool sleeping_ = false;
+  std::atomic<unsigned> wakeups_{0};
   std::string name_;
 };
 

@@ -24,7 +24,8 @@ namespace {
 constexpr int kWatchRounds = 128;
 }  // namespace
 
-ActionThread::ActionThread() : cond_(mutex_) {}
+ActionThread::ActionThread()
+    : ActionQueue(Posting::Intake), cond_(mutex_), postCond_(intakeMutex_) {}
 
 ActionThread::~ActionThread() {
   void* worker = nullptr;
@@ -40,7 +41,7 @@ ActionThread::~ActionThread() {
       detail::detachThread(std::exchange(handle_, nullptr));
     } else if (tid_ != 0) {
       state_ = StopNow;
-      cond_.broadcast();
+      wakeWorker();
       awaitWorkerExit();
     }
     worker = std::exchange(handle_, nullptr);
@@ -90,7 +91,6 @@ void ActionThread::stop(StopStyle stopStyle, ReturnStyle returnStyle) {
     } else if (state_ != StopNow) {
       state_ = StopWhenEmpty;
     }
-    cond_.broadcast();
     wakeWorker();
     if (returnStyle != ReturnWait) return;
     QIM_ASSERT_AS(!detail::isCurrentThread(tid_), "!ACE_OS::thr_equal(ACE_Thread::self(),tid_)");
@@ -126,33 +126,52 @@ ActionThread::State ActionThread::state() const {
   return state_;
 }
 
+// Called under intakeMutex_, which a worker holds from its last look at
+// the intake until it sleeps on postCond_: a post either is seen by that
+// look or finds sleeping_ set and wakes it. A busy or watching worker
+// finds the post by itself, at no cost to the producer.
 void ActionThread::signal() {
   QIM_ENTRY();
-  wakeWorker();
+  if (sleeping_) postCond_.broadcast();
 }
 
-// Only the worker waits for work: a busy worker needs no wake-up, and a
-// broadcast nobody waits for would cost every post for nothing. Called with
-// mutex_ held, which orders the writers of posts_.
+// Called with mutex_ held, after a change of state_.
 void ActionThread::wakeWorker() {
-  if (idle_ == Watching) {
-    posts_.store(posts_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
-  } else if (idle_ == Sleeping) {
-    cond_.broadcast();
-  }
+  cond_.broadcast();
+  wakeups_.fetch_add(1, std::memory_order_release);
+  ACE_Guard<ACE_Thread_Mutex> lock(intakeMutex_);
+  if (sleeping_) postCond_.broadcast();
 }
 
 // Under a steady stream of posts the next action usually arrives within
-// microseconds of the queue running dry, while a sleep and wake-up on the
-// condition variable costs a context switch on each side. So the worker
-// watches for a post (or a stop) for a short, bounded while before it
-// sleeps. Called without the mutex.
-bool ActionThread::awaitPostBriefly(unsigned seenPosts) const {
-  for (int i = 0; i < kWatchRounds; ++i) {
-    if (posts_.load(std::memory_order_acquire) != seenPosts) return true;
+// microseconds of the queue running dry, while a sleep and wake-up costs a
+// context switch on each side. So the worker watches for a post (or a
+// stop) for a short, bounded while before it sleeps. Called without a lock.
+bool ActionThread::awaitWorkBriefly(unsigned seenWakeups) const {
+  for (int i = 0; i <= kWatchRounds; ++i) {
+    if (intakePending() || wakeups_.load(std::memory_order_acquire) != seenWakeups) return true;
     detail::cpuRelax();
   }
-  return posts_.load(std::memory_order_acquire) != seenPosts;
+  return false;
+}
+
+// Sleeps until a post or a stop. Called and returns with mutex_ held; the
+// state was seen Running and the queue empty under it. A stop changes the
+// state under mutex_ and then takes intakeMutex_ to wake: mutex_ is let go
+// only once intakeMutex_ is held, so neither a post nor a stop can slip
+// in between the look and the sleep.
+void ActionThread::sleepUntilWoken() {
+  intakeMutex_.acquire();
+  if (intakePending()) {
+    intakeMutex_.release();
+    return;
+  }
+  sleeping_ = true;
+  mutex_.release();
+  postCond_.wait();  // spurious wake-ups are harmless: the loop looks again
+  sleeping_ = false;
+  intakeMutex_.release();
+  acquireMutex();
 }
 
 void ActionThread::run() {
@@ -174,16 +193,12 @@ void ActionThread::run() {
     }
     if (that->state_ == StopWhenEmpty) break;
     QIM_ASSERT(Running == that->state_);
-    const unsigned seenPosts = that->posts_.load(std::memory_order_relaxed);
-    that->idle_ = Watching;
+    const unsigned seenWakeups = that->wakeups_.load(std::memory_order_relaxed);
     that->mutex_.release();
-    const bool posted = that->awaitPostBriefly(seenPosts);
+    const bool woken = that->awaitWorkBriefly(seenWakeups);
     that->acquireMutex();
-    that->idle_ = NotIdle;
-    if (posted || !that->empty() || that->state_ != Running) continue;
-    that->idle_ = Sleeping;
-    that->cond_.wait();
-    that->idle_ = NotIdle;
+    if (woken || !that->empty() || that->state_ != Running) continue;
+    that->sleepUntilWoken();
   }
   that->workerGone_ = nullptr;
   that->state_ = Stopped;
