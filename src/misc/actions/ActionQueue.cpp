@@ -2,6 +2,7 @@
 
 #include <ace/Guard_T.h>
 
+#include <climits>
 #include <exception>
 #include <iterator>
 #include <utility>
@@ -33,19 +34,17 @@ void ActionQueue::push_back(Functor&& action, int priority) {
   // the lock keeps the lock short.
   action.saveStackTrace();
   if (hasIntake_) {
-    {
-      acquire(intakeMutex_);
-      ACE_Guard<ACE_Thread_Mutex> lock(intakeMutex_, true, 1);  // releases it
-      intake_.of(priority).push_back(std::move(action));
-      if (priority > intakeTop_.load(std::memory_order_relaxed)) {
-        intakeTop_.store(priority, std::memory_order_relaxed);
-      }
-      intakeCount_.fetch_add(1, std::memory_order_release);
-      // Still under the intake's lock: the executor cannot take this post
-      // over, run it, and perhaps destroy the queue, before the wake-up
-      // has finished with the object.
-      signal();
+    acquire(intakeMutex_);
+    ACE_Guard<ACE_Thread_Mutex> lock(intakeMutex_, true, 1);  // releases it
+    intake_.of(priority).push_back(std::move(action));
+    if (priority > intakeTop_.load(std::memory_order_relaxed)) {
+      intakeTop_.store(priority, std::memory_order_relaxed);
     }
+    intakeCount_.fetch_add(1, std::memory_order_release);
+    // Still under the intake's lock: the executor cannot take this post
+    // over, run it, and perhaps destroy the queue, before the wake-up has
+    // finished with the object.
+    signal();
     return;
   }
   acquireMutex();
