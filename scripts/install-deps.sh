@@ -10,6 +10,8 @@ linux=(cmake ninja-build g++ make pkg-config libace-dev libcli11-dev
 extra=(libbenchmark-dev libspdlog-dev libboost-dev
        g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix
        wine wine64 xvfb xauth dpkg-dev perl)
+linux+=(libsodium-dev)                 # in-memory encipherment of secrets
+extra+=(clang-14 libclang-rt-14-dev)   # libFuzzer builds of the fuzz targets
 
 want=("${linux[@]}")
 case "${1:-}" in

@@ -15,6 +15,7 @@
 #include "qimmisc/QIMMiscApi.h"
 #include "qimmisc/ReactorActionQueue.h"
 #include "qimmisc/RefCounted.h"
+#include "qimmisc/SecureBuffer.h"
 #include "qimmisc/StringUtils.h"
 #include "qimmisc/SystemPaths.h"
 #include "qimmisc/TeeLogger.h"
