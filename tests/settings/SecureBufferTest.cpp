@@ -37,9 +37,11 @@ template <class CharT>
 Bytes layoutOf(const std::basic_string<CharT>& value) {
   if (value.empty()) return {};
   const auto count = static_cast<std::uint32_t>(value.size() * sizeof(CharT));
-  Bytes bytes((4 + count + 7) / 8 * 8, 0);
-  std::memcpy(bytes.data(), &count, 4);
-  std::memcpy(bytes.data() + 4, value.data(), count);
+  const auto* countBytes = reinterpret_cast<const unsigned char*>(&count);
+  const auto* payload = reinterpret_cast<const unsigned char*>(value.data());
+  Bytes bytes(countBytes, countBytes + 4);
+  bytes.insert(bytes.end(), payload, payload + count);
+  bytes.resize((bytes.size() + 7) / 8 * 8, 0);
   return bytes;
 }
 

@@ -7,6 +7,7 @@
 #include <ace/Object_Manager.h>
 
 #include <cstdint>
+#include <limits>
 #include <new>
 
 #include "platform/Win32.h"
@@ -39,7 +40,7 @@ class Advapi32 {
   Advapi32& operator=(const Advapi32&) = delete;
 
   bool run(const ACE_TCHAR* name, void* block, std::size_t size) {
-    if (!opened_ || size == 0 || size % 8 != 0 || size > MAXULONG) return false;
+    if (!opened_ || size == 0 || size % 8 != 0 || size > std::numeric_limits<ULONG>::max()) return false;
     const auto cipher = reinterpret_cast<MemoryCipher>(dll_->symbol(name, 1));
     return cipher && cipher(block, static_cast<ULONG>(size), kSameProcess) == 0;
   }
