@@ -8,3 +8,7 @@ if(QIMMISC_SANITIZE)
     add_compile_options(-fno-sanitize-recover=undefined)
   endif()
 endif()
+# libFuzzer steers by the coverage of the code under test, the library's too.
+if(QIMMISC_LIBFUZZER)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

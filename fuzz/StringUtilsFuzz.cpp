@@ -1,8 +1,5 @@
 // Fuzz target for the string helpers that see untrusted text (SIP headers,
-// configuration files, user input). Built with -DQIM_LIBFUZZER and
-// -fsanitize=fuzzer it is a libFuzzer target; otherwise it is a plain
-// program that replays the files named on its command line, or a built-in
-// set of awkward inputs when given none, so a test can run it.
+// configuration files, user input).
 //
 // Besides "no crash, no hang", each input checks properties that hold for
 // any text: conversions round-trip whenever they succeed, tokens joined by
@@ -10,24 +7,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "qimmisc/DbgMsg.h"
+#include "FuzzCheck.h"
 #include "qimmisc/StringUtils.h"
 
 namespace {
 
-void check(bool condition, const char* what) {
-  if (!condition) {
-    std::fprintf(stderr, "property violated: %s\n", what);
-    std::abort();
-  }
-}
+using QIM::fuzz::check;
 
 template <class S>
 S join(const std::vector<S>& pieces, const S& delimiter) {
@@ -115,51 +103,7 @@ void runOne(const std::uint8_t* data, std::size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // Rejected input logs an ERROR line; formatting it only slows the search.
-  static const bool quiet = [] {
-    QIM::DbgMsg::toggleChannel(QIM::DbgMsg::ErrorId, false);
-    return true;
-  }();
-  static_cast<void>(quiet);
+  QIM::fuzz::quietErrors();
   runOne(data, size);
   return 0;
 }
-
-#ifndef QIM_LIBFUZZER
-int main(int argc, char** argv) {
-  std::vector<std::string> inputs;
-  for (int i = 1; i < argc; ++i) {
-    std::ifstream in(argv[i], std::ios::binary);
-    if (!in) {
-      std::fprintf(stderr, "cannot read %s\n", argv[i]);
-      return 2;
-    }
-    std::ostringstream content;
-    content << in.rdbuf();
-    inputs.push_back(content.str());
-  }
-  if (argc < 2) {
-    inputs = {
-        std::string(),
-        std::string("\n"),
-        std::string("a,,b,"),
-        std::string(" \t 12345 \r\n"),
-        std::string("\xEF\xBB\xBF" "BOM"),
-        std::string("\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80"),
-        std::string("\x00\xD8\x41\x00\x00\xDC", 6),
-        std::string("\x3D\xD8\x00\xDE", 4),
-        std::string("0x7fffffffffffffffff"),
-        std::string("-9223372036854775809"),
-        std::string("1e99999"),
-        std::string("\x02::a::b::", 9),
-        std::string("\xFF\xFE\xFD\x80\x80\x80"),
-        std::string(4096, ' '),
-    };
-  }
-  for (const std::string& input : inputs) {
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-  }
-  std::printf("%zu passed, 0 failed\n", inputs.size());
-  return 0;
-}
-#endif
