@@ -161,15 +161,6 @@ TEST(SecureStringTest, EqualityComparesFlagAndStoredBytes) {
   EXPECT_TRUE(plain == first);
 }
 
-TEST(SecureWStringTest, EqualityComparesFlagAndStoredBytes) {
-  const QIM::SelfCleanWString value(L"\u00E4\u00F6\u00FC");
-  const QIM::SecureWString first{value};
-  QIM::SecureWString copy = first;
-  EXPECT_TRUE(copy == first);
-  EXPECT_FALSE(copy == QIM::SecureWString{QIM::SelfCleanWString(L"\u00E4\u00F6")});
-  EXPECT_EQ(copy.get(), value);
-}
-
 TEST(EncryptStringTest, RoundTripsInTheSameProcess) {
   for (const std::string& value : kNarrowCases) {
     SCOPED_TRACE(::testing::PrintToString(value));

@@ -2,7 +2,8 @@
 // RtlDecryptMemory, exported from Advapi32.dll only under the names
 // "SystemFunction040" and "SystemFunction041". The DLL is opened once, when
 // this library loads; each use looks its function up again, so a system
-// without it simply leaves the bytes plain.
+// without it simply leaves the bytes plain. The library imports Advapi32.dll
+// itself, so opening it while the library loads only counts a reference.
 #include <ace/DLL.h>
 #include <ace/Object_Manager.h>
 
