@@ -1,36 +1,27 @@
 #include "settings/SettingsFiles.h"
 
-#include <atomic>
+#include <gtest/gtest.h>
+
+#include <cctype>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-
-#include <gtest/gtest.h>
 
 namespace QIM::test {
 namespace fs = std::filesystem;
 
 ScratchFolder::ScratchFolder() {
-  static std::atomic<int> counter{0};
   const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-  std::string name = "qimmisc-settings-";
-  if (info) name += std::string(info->test_suite_name()) + "-" + info->name() + "-";
-  for (char& c : name) {
-    if (c == '/') c = '_';
-  }
-  folder_ = fs::temp_directory_path() / (name + std::to_string(++counter));
+  std::string name = std::string("qimmisc-") + info->test_suite_name() + "-" + info->name();
+  for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '-';
+  folder_ = fs::temp_directory_path() / name;
   fs::remove_all(folder_);
   fs::create_directories(folder_);
 }
 
 ScratchFolder::~ScratchFolder() {
   std::error_code ignored;
-  fs::permissions(folder_, fs::perms::owner_all, fs::perm_options::add, ignored);
   fs::remove_all(folder_, ignored);
-}
-
-std::wstring ScratchFolder::path(const std::string& name) const {
-  return (folder_ / fs::path(name)).wstring();
 }
 
 int ScratchFolder::entryCount() const {
@@ -38,14 +29,12 @@ int ScratchFolder::entryCount() const {
 }
 
 void writeBytes(const std::wstring& path, const std::string& bytes) {
-  std::ofstream out(fs::path(path), std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(fs::path(path), std::ios::binary | std::ios::trunc) << bytes;
 }
 
 std::string readBytes(const std::wstring& path) {
-  std::ifstream in(fs::path(path), std::ios::binary);
   std::ostringstream content;
-  content << in.rdbuf();
+  content << std::ifstream(fs::path(path), std::ios::binary).rdbuf();
   return content.str();
 }
 
@@ -54,12 +43,10 @@ std::wstring sampleFile(const std::string& name) {
 }
 
 NotifierSpy::NotifierSpy()
-    : previous_(setWriteFailureNotifier([this](const std::wstring& t, const std::wstring& ti) {
+    : previous(setWriteFailureNotifier([this](const std::wstring& t, const std::wstring& ti) {
         ++calls;
         text = t;
         title = ti;
       })) {}
-
-NotifierSpy::~NotifierSpy() { setWriteFailureNotifier(previous_); }
 
 }  // namespace QIM::test

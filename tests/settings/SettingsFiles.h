@@ -1,5 +1,5 @@
 // Helpers of the settings tests: a scratch folder per test, whole-file
-// reads and writes, and the committed sample files.
+// reads and writes, the committed samples, and a recording notifier.
 #pragma once
 
 #include <filesystem>
@@ -14,11 +14,8 @@ class ScratchFolder {
  public:
   ScratchFolder();
   ~ScratchFolder();
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
   /// The wide path of `name` in the folder.
-  std::wstring path(const std::string& name) const;
+  std::wstring path(const std::string& name) const { return (folder_ / name).wstring(); }
   /// How many entries the folder holds.
   int entryCount() const;
 
@@ -33,21 +30,14 @@ std::string readBytes(const std::wstring& path);
 /// The path of a committed sample file under tests/settings/data.
 std::wstring sampleFile(const std::string& name);
 
-/// Replaces the write-failure notifier for its lifetime and records the
-/// last text and title it was given.
-class NotifierSpy {
- public:
+/// Replaces the write-failure notifier for its lifetime, counting the calls
+/// and keeping the last text and title.
+struct NotifierSpy {
   NotifierSpy();
-  ~NotifierSpy();
-  NotifierSpy(const NotifierSpy&) = delete;
-  NotifierSpy& operator=(const NotifierSpy&) = delete;
-
+  ~NotifierSpy() { setWriteFailureNotifier(previous); }
   int calls = 0;
-  std::wstring text;
-  std::wstring title;
-
- private:
-  WriteFailureNotifier previous_;
+  std::wstring text, title;
+  WriteFailureNotifier previous;
 };
 
 }  // namespace QIM::test
