@@ -92,8 +92,8 @@ class QIMMISC_API BufferConfigurationFile : public IConfigurationFile {
   /// found") after its ERROR line.
   void loadRawFileIntoBuffer(const std::wstring& path, bool binary);
   /// Replaces every section by those of `text` (the file's text up to its
-  /// first NUL). Needs lock_.
-  void parse(const std::wstring& text);
+  /// first NUL), which the object keeps while it refers to it. Needs lock_.
+  void parse(std::wstring text);
   /// Writes rawBuffer_ whole to `path`, replacing the file atomically; a
   /// failure shows the could-not-be-opened message. Needs lock_.
   void writeBuffer(const std::wstring& path);

@@ -37,6 +37,8 @@ struct ParseCase {
   std::string written;  // the written form of what loads
 };
 
+void PrintTo(const ParseCase& c, std::ostream* os) { *os << c.name; }
+
 const std::string k255(255, 'k');
 const std::string k256(256, 'k');
 

@@ -131,6 +131,8 @@ struct DamageCase {
   std::string written;  // what the object holds afterwards
 };
 
+void PrintTo(const DamageCase& c, std::ostream* os) { *os << c.name; }
+
 const std::string kKept = "[Keep]\nk=v\n";
 const DamageCase kDamageCases[] = {
     {"empty_file_keeps_sections", "", false, kKept},

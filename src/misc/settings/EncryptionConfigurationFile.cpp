@@ -3,6 +3,7 @@
 #include <ace/Guard_T.h>
 
 #include <cstring>
+#include <utility>
 
 #include "qimmisc/StringUtils.h"
 #include "qimmisc/Trace.h"
@@ -66,11 +67,11 @@ void EncryptionConfigurationFile::decryptFromBuffer() {
   }
   plain.resize(static_cast<std::size_t>(length - padding));
   plain.resize(std::strlen(plain.c_str()));  // the text ends at its first NUL
-  const std::wstring text = fromUtf8(plain);
+  std::wstring text = fromUtf8(plain);
   if (text.empty() && !plain.empty()) {
     QIM_ERROR(toUtf8(fileName_) << " does not decipher to UTF-8; it loads as no sections");
   }
-  parse(text);
+  parse(std::move(text));
 }
 
 bool EncryptionConfigurationFile::encryptToBuffer() {

@@ -1,10 +1,13 @@
 // Each line is matched the way the format's two scanf patterns match it,
 // "[%255[^]]" for a header and "%255[^=]=%[^\r\n]" for an entry, but by
-// pointers over the decoded text: no copies of the line, no scanf.
+// pointers over the decoded text: no copies of the line, no scanf. Names
+// and values stay views into the text, which the store keeps.
 #include "settings/SettingsParser.h"
 
 #include <cwchar>
 #include <cwctype>
+#include <string_view>
+#include <utility>
 
 #include "qimmisc/StringUtils.h"
 #include "qimmisc/Trace.h"
@@ -20,11 +23,11 @@ bool isSpace(wchar_t c) {
   return std::iswspace(static_cast<std::wint_t>(c)) != 0;
 }
 
-// [begin, end) without surrounding white space, as a string.
-std::wstring trimmed(const wchar_t* begin, const wchar_t* end) {
+// [begin, end) without surrounding white space.
+std::wstring_view trimmed(const wchar_t* begin, const wchar_t* end) {
   while (begin < end && isSpace(*begin)) ++begin;
   while (end > begin && isSpace(end[-1])) --end;
-  return std::wstring(begin, end);
+  return std::wstring_view(begin, static_cast<std::size_t>(end - begin));
 }
 
 // Scans while `accept` holds, at most `limit` characters; returns the stop.
@@ -70,7 +73,7 @@ class LineReader {
         scanRun(p + 1, end, kMaxNameLength, [](wchar_t c) { return c != L']'; });
     if (nameEnd == p + 1) return false;
     Section& section = store_.obtain(trimmed(p + 1, nameEnd));
-    SectionStore::empty(section);
+    store_.empty(section);
     current_ = &section;
     return true;
   }
@@ -86,8 +89,8 @@ class LineReader {
         scanRun(valueBegin, end, end - valueBegin, [](wchar_t c) { return c != L'\r'; });
     if (valueEnd == valueBegin) return;
     // Entries before any header go to the section with the empty name.
-    if (!current_) current_ = &store_.obtain(std::wstring());
-    SectionStore::assign(*current_, trimmed(p, keyEnd), trimmed(valueBegin, valueEnd));
+    if (!current_) current_ = &store_.obtain(std::wstring_view());
+    store_.assign(*current_, trimmed(p, keyEnd), trimmed(valueBegin, valueEnd));
   }
 
   SectionStore& store_;
@@ -97,10 +100,9 @@ class LineReader {
 
 }  // namespace
 
-void parseSettingsText(const std::wstring& text, SectionStore& store,
-                       const std::wstring& fileName) {
+void parseSettingsText(std::wstring text, SectionStore& store, const std::wstring& fileName) {
   store.clear();
-  LineReader(store, fileName).read(text);
+  LineReader(store, fileName).read(store.adoptText(std::move(text)));
 }
 
 }  // namespace QIM::detail
