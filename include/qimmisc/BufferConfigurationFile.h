@@ -25,7 +25,16 @@
 //     the old file or the new one. A failure at any step removes the new file,
 //     leaves the old one untouched and shows the could-not-be-opened message.
 //     Text that cannot be encoded as UTF-8 (a lone surrogate) is not written
-//     at all: an ERROR line says so and the old file stays.
+//     at all: an ERROR line says so and the old file stays. The new file
+//     takes the old one's permissions (Linux); a read-only target is refused
+//     as opening it for writing would be, and a symbolic link is replaced
+//     where it points.
+//   - Map order compares wide characters: UTF-16 units on Windows, code
+//     points on Linux. Names with characters beyond U+FFFF can therefore
+//     sort (and be written) in another order on the other platform; the
+//     content read back is the same.
+//   - The decoded text of the last load stays in memory, since the loaded
+//     names and values refer to it.
 #pragma once
 
 #include <ace/Thread_Mutex.h>
@@ -44,8 +53,8 @@ namespace detail {
 class SectionStore;  // the sections with their case-folded indexes
 }  // namespace detail
 
-/// Shown when write cannot open its target: the text and the title the user
-/// is to see ("Error").
+/// Shown when write cannot replace its target, whichever step failed: the
+/// text and the title the user is to see ("Error").
 using WriteFailureNotifier =
     std::function<void(const std::wstring& text, const std::wstring& title)>;
 

@@ -14,7 +14,10 @@
 // A text that cannot be encoded as UTF-8 is not written (see
 // BufferConfigurationFile). A damaged file is never read outside its bytes:
 // a ciphertext that is not a whole number of blocks is deciphered as if
-// padded with zero bytes.
+// padded with zero bytes. Nothing checks the key: a file enciphered under
+// another key (or damaged) with a plausible padding byte deciphers to bytes
+// that are almost never valid UTF-8, and so loads as no sections, with an
+// ERROR line.
 #pragma once
 
 #include <cstdint>

@@ -14,6 +14,13 @@
 #include "settings/AtomicFile.h"
 #include "settings/SettingsFiles.h"
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#endif
+
 namespace QIM::test {
 namespace {
 
@@ -265,6 +272,32 @@ TEST_F(BufferConfigurationFileTest, FailedWriteLeavesTheOldFileWhole) {
   EXPECT_EQ(spy.calls, 1);
   EXPECT_EQ(readBytes(path).size(), toUtf8(file_.toText()).size() + 1);
 }
+
+#ifndef _WIN32
+// A writer killed at random moments while it alternates two contents: the
+// file is always one of them whole.
+TEST_F(BufferConfigurationFileTest, KilledWriterLeavesOldOrNewFile) {
+  const std::wstring path = folder_.path("settings.ini");
+  BufferConfigurationFile contents[2];
+  std::string bytes[2];
+  for (int c = 0; c < 2; ++c) {
+    for (int i = 0; i < 5000; ++i) contents[c].setInt(L"S" + std::to_wstring(c), L"k" + std::to_wstring(i), i);
+    bytes[c] = toUtf8(contents[c].toText()) + '\0';
+  }
+  contents[0].write(path);
+  std::mt19937 random(3);
+  for (int round = 0; round < 10; ++round) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    for (int c = 0; child == 0; c ^= 1) contents[c].write(path);
+    ::usleep(static_cast<useconds_t>(random() % 20000));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    const std::string now = readBytes(path);
+    EXPECT_TRUE(now == bytes[0] || now == bytes[1]) << "round " << round << ": " << now.size() << " bytes";
+  }
+}
+#endif
 
 TEST_F(BufferConfigurationFileTest, SeparateObjectsLoadAtTheSameTime) {
   std::string input;

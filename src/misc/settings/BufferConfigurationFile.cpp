@@ -141,7 +141,7 @@ std::wstring BufferConfigurationFile::getString(const std::wstring& section,
                                                 std::wstring defaultValue) {
   Guard lock(lock_);
   const detail::Text* value = sections_->find(sections_->obtain(section), key);
-  return value ? std::wstring(value->view()) : defaultValue;
+  return value ? std::wstring(value->view()) : std::move(defaultValue);
 }
 
 void BufferConfigurationFile::setString(const std::wstring& section, const std::wstring& key,
