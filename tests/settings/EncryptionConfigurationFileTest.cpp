@@ -38,17 +38,12 @@ struct TeaVector {
 
 // Published vectors of Wheeler and Needham's reference code (big-endian).
 const TeaVector kTeaVectors[] = {
-    {{0, 0, 0, 0}, 0x0000000000000000ull, 0x41ea3a0a94baa940ull},
-    {{0xffffffffu, 0xffffffffu, 0xffffffffu, 0xffffffffu}, 0xffffffffffffffffull,
-     0x319bbefb016abdb2ull},
-    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu}, 0x0123456789abcdefull,
-     0x126c6b92c0653a3eull},
-    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu}, 0x67452301efcdab89ull,
-     0xd667cc4e10bf6eb0ull},
-    {{0xd94576cdu, 0x1a5f99e4u, 0x155dc7beu, 0xc5d33df2u}, 0xd51399607f7aa9d7ull,
-     0x7d1eb12827ef2121ull},
-    {{0x07ef12bcu, 0x9d06d7dau, 0x20131116u, 0xb665e335u}, 0x10b233473624ccd3ull,
-     0xae694e579daeff54ull},
+    {{0, 0, 0, 0}, 0, 0x41ea3a0a94baa940ull},
+    {{~0u, ~0u, ~0u, ~0u}, ~0ull, 0x319bbefb016abdb2ull},
+    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu}, 0x0123456789abcdefull, 0x126c6b92c0653a3eull},
+    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu}, 0x67452301efcdab89ull, 0xd667cc4e10bf6eb0ull},
+    {{0xd94576cdu, 0x1a5f99e4u, 0x155dc7beu, 0xc5d33df2u}, 0xd51399607f7aa9d7ull, 0x7d1eb12827ef2121ull},
+    {{0x07ef12bcu, 0x9d06d7dau, 0x20131116u, 0xb665e335u}, 0x10b233473624ccd3ull, 0xae694e579daeff54ull},
 };
 
 TEST(TeaTest, MatchesPublishedVectors) {
@@ -157,7 +152,7 @@ TEST_P(DamageTest, PaddingCountIsChecked) {
 INSTANTIATE_TEST_SUITE_P(Files, DamageTest, ::testing::ValuesIn(kDamageCases),
                          [](const auto& param) { return std::string(param.param.name); });
 
-TEST_F(EncryptionConfigurationFileTest, DamagedFilesNeverCrash) {
+TEST_F(EncryptionConfigurationFileTest, DamagedOrMissingFilesNeverCrash) {
   for (int i = 0; i < 40; ++i) file_.setInt(L"S", L"k" + std::to_wstring(i), i);
   file_.write(path_);
   const std::string good = readBytes(path_);
@@ -169,10 +164,6 @@ TEST_F(EncryptionConfigurationFileTest, DamagedFilesNeverCrash) {
     for (char& c : bytes) c = static_cast<char>(random());
     loadBytes(bytes);
   }
-  SUCCEED();
-}
-
-TEST_F(EncryptionConfigurationFileTest, MissingFileThrows) {
   EXPECT_THROW(file_.loadConfigurationFile(folder_.path("absent.dat")), FileNotFoundException);
   EXPECT_THROW(file_.encryptIniFile(folder_.path("absent.ini"), path_), FileNotFoundException);
 }
