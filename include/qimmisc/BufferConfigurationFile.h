@@ -15,7 +15,9 @@
 //     platform alike (a lone CR stays an ordinary character, and so does a
 //     Ctrl-Z byte), so one file reads the same everywhere.
 //   - A line longer than 1023 characters is skipped whole with one ERROR line
-//     naming the file and the line number; reading goes on after it.
+//     naming the file and the line number; reading goes on after it. Lengths
+//     (1023 per line, 255 per name) count UTF-16 units on every platform, so
+//     a character beyond U+FFFF counts two on Linux as on Windows.
 //   - A file that is not valid UTF-8 loads as no sections, with an ERROR line
 //     naming it (the conversion is all or nothing).
 //   - getInt: white space, an optional sign, then decimal digits; a number

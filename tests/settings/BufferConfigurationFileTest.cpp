@@ -48,6 +48,8 @@ void PrintTo(const ParseCase& c, std::ostream* os) { *os << c.name; }
 
 const std::string k255(255, 'k');
 const std::string k256(256, 'k');
+std::string repeat(const std::string& s, int n) { return n ? s + repeat(s, n - 1) : ""; }
+const std::string emoji128 = repeat("\xF0\x9F\x98\x80", 128);  // 256 UTF-16 units
 
 const ParseCase kParseCases[] = {
     {"empty_file", "", ""},
@@ -74,6 +76,7 @@ const ParseCase kParseCases[] = {
     {"text_ends_at_nul", std::string("[S]\nk=v\n\0[T]\nj=w\n", 18), "[S]\nk=v\n"},
     {"key_of_255", "[S]\n" + k255 + "=v\n", "[S]\n" + k255 + "=v\n"},
     {"key_of_256_ignored", "[S]\n" + k256 + "=v\n", "[S]\n"},
+    {"key_length_in_utf16_units", "[S]\n" + emoji128 + "=v\n", "[S]\n"},
     {"header_cut_at_255", "[" + k256 + "]\n", "[" + k255 + "]\n"},
     {"sections_fold_first_spelling", "[Main]\nx=1\n[MAIN]\nVolume=2\nVOLUME=3\n",
      "[Main]\nVolume=3\n"},

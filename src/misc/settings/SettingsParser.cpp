@@ -4,6 +4,7 @@
 // and values stay views into the text, which the store keeps.
 #include "settings/SettingsParser.h"
 
+#include <cstdint>
 #include <cwchar>
 #include <cwctype>
 #include <string_view>
@@ -30,12 +31,28 @@ std::wstring_view trimmed(const wchar_t* begin, const wchar_t* end) {
   return std::wstring_view(begin, static_cast<std::size_t>(end - begin));
 }
 
-// Scans while `accept` holds, at most `limit` characters; returns the stop.
+// Lengths count UTF-16 units on every platform, as the format's limits were
+// set where wide text is UTF-16: a character beyond U+FFFF counts two.
+std::ptrdiff_t units(wchar_t c) {
+  return sizeof(wchar_t) > 2 && static_cast<std::uint32_t>(c) > 0xFFFF ? 2 : 1;
+}
+
+std::size_t lineUnits(const wchar_t* p, const wchar_t* end) {
+  const auto length = static_cast<std::size_t>(end - p);
+  if (sizeof(wchar_t) == 2 || 2 * length <= kMaxLineLength) return length;
+  std::size_t total = 0;
+  for (; p < end; ++p) total += static_cast<std::size_t>(units(*p));
+  return total;
+}
+
+// Scans while `accept` holds, at most `limit` units; returns the stop.
 template <class Accept>
 const wchar_t* scanRun(const wchar_t* p, const wchar_t* end, std::ptrdiff_t limit,
                        Accept accept) {
-  const wchar_t* const stop = end - p > limit ? p + limit : end;
-  while (p < stop && accept(*p)) ++p;
+  for (std::ptrdiff_t used = 0; p < end && accept(*p); ++p) {
+    used += units(*p);
+    if (used > limit) break;
+  }
   return p;
 }
 
@@ -54,7 +71,7 @@ class LineReader {
           std::wmemchr(p, L'\n', static_cast<std::size_t>(end - p));
       const wchar_t* const next = lineEnd ? lineEnd + 1 : end;
       if (!lineEnd) lineEnd = end;
-      if (static_cast<std::size_t>(lineEnd - p) > kMaxLineLength) {
+      if (lineUnits(p, lineEnd) > kMaxLineLength) {
         QIM_ERROR("Skipping line " << lineNumber << " of " << toUtf8(fileName_)
                                    << ": longer than " << kMaxLineLength << " characters");
       } else if (!header(p, lineEnd)) {
@@ -85,8 +102,9 @@ class LineReader {
         scanRun(p, end, kMaxNameLength, [](wchar_t c) { return c != L'='; });
     if (keyEnd == p || keyEnd == end || *keyEnd != L'=') return;
     const wchar_t* const valueBegin = keyEnd + 1;
-    const wchar_t* const valueEnd =
-        scanRun(valueBegin, end, end - valueBegin, [](wchar_t c) { return c != L'\r'; });
+    const wchar_t* valueEnd =
+        std::wmemchr(valueBegin, L'\r', static_cast<std::size_t>(end - valueBegin));
+    if (!valueEnd) valueEnd = end;
     if (valueEnd == valueBegin) return;
     // Entries before any header go to the section with the empty name.
     if (!current_) current_ = &store_.obtain(std::wstring_view());
