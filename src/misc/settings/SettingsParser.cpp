@@ -34,7 +34,7 @@ std::wstring_view trimmed(const wchar_t* begin, const wchar_t* end) {
 // Lengths count UTF-16 units on every platform, as the format's limits were
 // set where wide text is UTF-16: a character beyond U+FFFF counts two.
 std::ptrdiff_t units(wchar_t c) {
-  return sizeof(wchar_t) > 2 && static_cast<std::uint32_t>(c) > 0xFFFF ? 2 : 1;
+  return (static_cast<std::uint32_t>(c) >> 16) != 0 ? 2 : 1;
 }
 
 std::size_t lineUnits(const wchar_t* p, const wchar_t* end) {
