@@ -83,8 +83,7 @@ class QIMMISC_API BufferConfigurationFile : public IConfigurationFile {
   void setBool(const std::wstring& section, const std::wstring& key, bool value) override;
   std::wstring getString(const std::wstring& section, const std::wstring& key,
                          std::wstring defaultValue) override;
-  void setString(const std::wstring& section, const std::wstring& key,
-                 std::wstring value) override;
+  void setString(const std::wstring& section, const std::wstring& key, std::wstring value) override;
   void write(const std::wstring& path) override;
   void write() override;
   void clearSection(const std::wstring& section) override;

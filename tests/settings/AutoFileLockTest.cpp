@@ -1,10 +1,9 @@
-#include "qimmisc/AutoFileLock.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
+#include "qimmisc/AutoFileLock.h"
 #include "settings/SettingsFiles.h"
 
 #ifndef _WIN32
@@ -15,7 +14,9 @@
 namespace QIM::test {
 namespace {
 
-bool exists(const std::wstring& path) { return std::filesystem::exists(std::filesystem::path(path)); }
+bool exists(const std::wstring& path) {
+  return std::filesystem::exists(std::filesystem::path(path));
+}
 
 TEST(AutoFileLockTest, SecondHolderIsRefusedAndDeletesNothing) {
   ScratchFolder folder;

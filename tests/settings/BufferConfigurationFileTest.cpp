@@ -1,5 +1,3 @@
-#include "qimmisc/BufferConfigurationFile.h"
-
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -9,6 +7,7 @@
 #include <vector>
 
 #include "TestSupport.h"
+#include "qimmisc/BufferConfigurationFile.h"
 #include "qimmisc/QIMException.h"
 #include "qimmisc/StringUtils.h"
 #include "settings/AtomicFile.h"
@@ -127,12 +126,24 @@ struct ConversionCase {
 };
 
 TEST_F(BufferConfigurationFileTest, ConversionsFollowScanfAndTrueFalse) {
-  const ConversionCase cases[] = {
-      {L"42", 42, -1},   {L" \t42", 42, -1}, {L"-7", -7, -1},    {L"+5", 5, -1},
-      {L"12abc", 12, -1}, {L"0x10", 0, -1},   {L"abc", 99, -1},   {L"", 99, -1},
-      {L"- 5", 99, -1},  {L"2147483647", INT_MAX, -1}, {L"-2147483648", INT_MIN, -1},
-      {L"2147483648", 99, -1}, {L"99999999999999999999", 99, -1}, {L"1", 1, -1},
-      {L"true", 99, 1},  {L"TRUE", 99, 1},    {L"False", 99, 0},  {L" true", 99, -1}};
+  const ConversionCase cases[] = {{L"42", 42, -1},
+                                  {L" \t42", 42, -1},
+                                  {L"-7", -7, -1},
+                                  {L"+5", 5, -1},
+                                  {L"12abc", 12, -1},
+                                  {L"0x10", 0, -1},
+                                  {L"abc", 99, -1},
+                                  {L"", 99, -1},
+                                  {L"- 5", 99, -1},
+                                  {L"2147483647", INT_MAX, -1},
+                                  {L"-2147483648", INT_MIN, -1},
+                                  {L"2147483648", 99, -1},
+                                  {L"99999999999999999999", 99, -1},
+                                  {L"1", 1, -1},
+                                  {L"true", 99, 1},
+                                  {L"TRUE", 99, 1},
+                                  {L"False", 99, 0},
+                                  {L" true", 99, -1}};
   for (const ConversionCase& c : cases) {
     file_.setString(L"S", L"k", c.value);
     EXPECT_EQ(file_.getInt(L"S", L"k", 99), c.asInt) << toUtf8(c.value);
@@ -187,7 +198,8 @@ std::wstring walk(const Map& map, const std::wstring& name) {
 TEST_F(BufferConfigurationFileTest, IndexedMatchingAgreesWithTheWalk) {
   std::mt19937 random(7);
   const auto spelling = [&random](std::wstring s) {
-    for (wchar_t& c : s) c = random() % 2 ? static_cast<wchar_t>(towupper(static_cast<wint_t>(c))) : c;
+    for (wchar_t& c : s)
+      c = random() % 2 ? static_cast<wchar_t>(towupper(static_cast<wint_t>(c))) : c;
     return s;
   };
   const wchar_t* const names[] = {L"main", L"net", L"ab", L"x"};
@@ -250,13 +262,15 @@ TEST_F(BufferConfigurationFileTest, UnwritableTargetShowsTheMessage) {
   namespace fs = std::filesystem;
   const std::wstring readOnly = folder_.path("ro.ini");
   writeBytes(readOnly, "old");
-  fs::permissions(readOnly, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+  fs::permissions(readOnly,
+                  fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                   fs::perm_options::remove);
   file_.write(readOnly);
   const std::string after = readBytes(readOnly);
   fs::permissions(readOnly, fs::perms::owner_all, fs::perm_options::add);
   if (spy.calls == 1) GTEST_SKIP() << "this user may write read-only files";
-  EXPECT_EQ(spy.text, readOnly + L" could not be opened for writing. Check you have sufficient privileges.");
+  EXPECT_EQ(spy.text,
+            readOnly + L" could not be opened for writing. Check you have sufficient privileges.");
   EXPECT_EQ(after, "old");
 }
 
@@ -284,7 +298,8 @@ TEST_F(BufferConfigurationFileTest, KilledWriterLeavesOldOrNewFile) {
   BufferConfigurationFile contents[2];
   std::string bytes[2];
   for (int c = 0; c < 2; ++c) {
-    for (int i = 0; i < 5000; ++i) contents[c].setInt(L"S" + std::to_wstring(c), L"k" + std::to_wstring(i), i);
+    for (int i = 0; i < 5000; ++i)
+      contents[c].setInt(L"S" + std::to_wstring(c), L"k" + std::to_wstring(i), i);
     bytes[c] = toUtf8(contents[c].toText()) + '\0';
   }
   contents[0].write(path);
@@ -297,14 +312,16 @@ TEST_F(BufferConfigurationFileTest, KilledWriterLeavesOldOrNewFile) {
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     const std::string now = readBytes(path);
-    EXPECT_TRUE(now == bytes[0] || now == bytes[1]) << "round " << round << ": " << now.size() << " bytes";
+    EXPECT_TRUE(now == bytes[0] || now == bytes[1])
+        << "round " << round << ": " << now.size() << " bytes";
   }
 }
 #endif
 
 TEST_F(BufferConfigurationFileTest, SeparateObjectsLoadAtTheSameTime) {
   std::string input;
-  for (int i = 0; i < 2000; ++i) input += "[S" + std::to_string(i % 7) + "]\nk" + std::to_string(i) + "=v\n";
+  for (int i = 0; i < 2000; ++i)
+    input += "[S" + std::to_string(i % 7) + "]\nk" + std::to_string(i) + "=v\n";
   load(input);
   const std::wstring expected = file_.toText();
   int mismatches[2] = {0, 0};

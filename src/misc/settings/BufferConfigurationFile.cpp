@@ -95,7 +95,8 @@ void BufferConfigurationFile::loadRawFileIntoBuffer(const std::wstring& path, bo
   // A file that grew since its length was taken: what lies beyond is not read.
   if (sizeRead == wanted && std::fgetc(file) != EOF) ++sizeRead;
   std::fclose(file);
-  QIM_ASSERT_AS(sizeRead <= wanted, "sizeRead <= fileSize", "read more data than what the file have.");
+  QIM_ASSERT_AS(sizeRead <= wanted, "sizeRead <= fileSize",
+                "read more data than what the file have.");
   if (sizeRead > wanted) sizeRead = wanted;
   if (binary) {
     rawBuffer_.resize(sizeRead);
@@ -187,8 +188,7 @@ void BufferConfigurationFile::clearSection(const std::wstring& section) {
   sections_->empty(sections_->obtainExact(section));
 }
 
-void BufferConfigurationFile::setSection(const std::wstring& section,
-                                         ConfigurationSection values) {
+void BufferConfigurationFile::setSection(const std::wstring& section, ConfigurationSection values) {
   Guard lock(lock_);
   sections_->replace(sections_->obtain(section), values);
 }

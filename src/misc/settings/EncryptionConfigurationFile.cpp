@@ -62,8 +62,7 @@ void EncryptionConfigurationFile::decryptFromBuffer() {
   std::string plain(rawBuffer_);
   plain.resize(static_cast<std::size_t>((length + 7) / 8 * 8 + 1), '\0');
   if (length > 0) {
-    detail::teaDecipher(reinterpret_cast<unsigned char*>(plain.data()), length,
-                        cryptoTEA_.get());
+    detail::teaDecipher(reinterpret_cast<unsigned char*>(plain.data()), length, cryptoTEA_.get());
   }
   plain.resize(static_cast<std::size_t>(length - padding));
   plain.resize(std::strlen(plain.c_str()));  // the text ends at its first NUL

@@ -59,8 +59,7 @@ std::size_t FoldIndex<Map>::hashOf(std::wstring_view name) {
 }
 
 template <class Map>
-typename FoldIndex<Map>::Iterator FoldIndex<Map>::find(std::wstring_view name,
-                                                       std::size_t hash,
+typename FoldIndex<Map>::Iterator FoldIndex<Map>::find(std::wstring_view name, std::size_t hash,
                                                        Iterator none) const {
   if (slots_.empty()) return none;
   const std::size_t mask = slots_.size() - 1;

@@ -33,9 +33,7 @@ std::wstring_view trimmed(const wchar_t* begin, const wchar_t* end) {
 
 // Lengths count UTF-16 units on every platform, as the format's limits were
 // set where wide text is UTF-16: a character beyond U+FFFF counts two.
-std::ptrdiff_t units(wchar_t c) {
-  return (static_cast<std::uint32_t>(c) >> 16) != 0 ? 2 : 1;
-}
+std::ptrdiff_t units(wchar_t c) { return (static_cast<std::uint32_t>(c) >> 16) != 0 ? 2 : 1; }
 
 std::size_t lineUnits(const wchar_t* p, const wchar_t* end) {
   const auto length = static_cast<std::size_t>(end - p);
@@ -47,8 +45,7 @@ std::size_t lineUnits(const wchar_t* p, const wchar_t* end) {
 
 // Scans while `accept` holds, at most `limit` units; returns the stop.
 template <class Accept>
-const wchar_t* scanRun(const wchar_t* p, const wchar_t* end, std::ptrdiff_t limit,
-                       Accept accept) {
+const wchar_t* scanRun(const wchar_t* p, const wchar_t* end, std::ptrdiff_t limit, Accept accept) {
   for (std::ptrdiff_t used = 0; p < end && accept(*p); ++p) {
     used += units(*p);
     if (used > limit) break;
@@ -67,13 +64,12 @@ class LineReader {
     unsigned long lineNumber = 0;
     while (p < end) {
       ++lineNumber;
-      const wchar_t* lineEnd =
-          std::wmemchr(p, L'\n', static_cast<std::size_t>(end - p));
+      const wchar_t* lineEnd = std::wmemchr(p, L'\n', static_cast<std::size_t>(end - p));
       const wchar_t* const next = lineEnd ? lineEnd + 1 : end;
       if (!lineEnd) lineEnd = end;
       if (lineUnits(p, lineEnd) > kMaxLineLength) {
-        QIM_ERROR("Skipping line " << lineNumber << " of " << toUtf8(fileName_)
-                                   << ": longer than " << kMaxLineLength << " characters");
+        QIM_ERROR("Skipping line " << lineNumber << " of " << toUtf8(fileName_) << ": longer than "
+                                   << kMaxLineLength << " characters");
       } else if (!header(p, lineEnd)) {
         entry(p, lineEnd);
       }
