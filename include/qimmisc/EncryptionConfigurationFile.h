@@ -20,6 +20,7 @@
 // ERROR line.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -63,7 +64,7 @@ class QIMMISC_API EncryptionConfigurationFile : public BufferConfigurationFile {
  private:
   /// The key words k0..k3.
   std::unique_ptr<std::uint32_t[]> cryptoTEA_;
-  bool lastLoadDamaged_ = false;
+  std::atomic<bool> lastLoadDamaged_{false};
 };
 
 }  // namespace QIM

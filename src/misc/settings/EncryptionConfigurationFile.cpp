@@ -27,6 +27,7 @@ EncryptionConfigurationFile::~EncryptionConfigurationFile() {
 void EncryptionConfigurationFile::loadConfigurationFile(const std::wstring& path) {
   QIM_ENTRY();
   ACE_Guard<ACE_Thread_Mutex> lock(lock_);
+  lastLoadDamaged_ = false;
   fileName_ = path;
   loadRawFileIntoBuffer(path, true);
   decryptFromBuffer();
