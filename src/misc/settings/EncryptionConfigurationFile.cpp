@@ -19,6 +19,7 @@ EncryptionConfigurationFile::EncryptionConfigurationFile()
 
 EncryptionConfigurationFile::~EncryptionConfigurationFile() {
   if (cryptoTEA_) {
+    // The key is a secret: its memory is wiped, by stores the compiler keeps.
     volatile std::uint32_t* key = cryptoTEA_.get();
     for (int i = 0; i < 4; ++i) key[i] = 0;
   }
