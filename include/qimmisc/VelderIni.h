@@ -151,7 +151,6 @@ class QIMMISC_API VelderIni {
  private:
   // The reading rules of each kind of row, in VelderIni.cpp.
   struct Reading;
-  friend struct Reading;
 
   void resetToDefaults();
   // Logs `line` on ERROR and keeps it for readMessages().
