@@ -7,4 +7,8 @@
 
 namespace qimbench {
 std::size_t allocatedBytes();
+/// Heap bytes obtained through operator new and not yet deleted, as the
+/// allocator sized the blocks (so a figure of what stays resident, rounding
+/// included). For "bytes per loaded setting": read before and after a load.
+std::size_t liveBytes();
 }  // namespace qimbench

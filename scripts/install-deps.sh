@@ -9,7 +9,8 @@ linux=(cmake ninja-build g++ make pkg-config libace-dev libcli11-dev
        libgtest-dev libgmock-dev googletest)
 extra=(libbenchmark-dev libspdlog-dev libboost-dev
        g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix
-       wine wine64 xvfb xauth dpkg-dev perl)
+       wine wine64 xvfb xauth dpkg-dev perl
+       libinih-dev libsimpleini-dev)
 
 want=("${linux[@]}")
 case "${1:-}" in
