@@ -22,3 +22,5 @@
 #include "qimmisc/TimerScheduler.h"
 #include "qimmisc/Trace.h"
 #include "qimmisc/functor.h"
+#include "qimmisc/VelderIni.h"
+#include "qimmisc/RingtoneIni.h"
