@@ -9,19 +9,40 @@
 // Any other line is ignored. Entries before the first header belong to the
 // section with the empty name. Reading stops at the first NUL byte, and every
 // written file ends with one NUL byte after its last line.
+//
+// Decisions of this implementation:
+//   - CR LF pairs are folded to LF when a plain file is read, on every
+//     platform alike (a lone CR stays an ordinary character, and so does a
+//     Ctrl-Z byte), so one file reads the same everywhere.
+//   - A line longer than 1023 characters is skipped whole with one ERROR line
+//     naming the file and the line number; reading goes on after it.
+//   - A file that is not valid UTF-8 loads as no sections, with an ERROR line
+//     naming it (the conversion is all or nothing).
+//   - getInt: white space, an optional sign, then decimal digits; a number
+//     outside the 32-bit range gives the default.
+//   - write replaces the file atomically: the text goes to a new file beside
+//     the target, is flushed to disk, then renamed over it, so a crash leaves
+//     the old file or the new one. A failure at any step removes the new file,
+//     leaves the old one untouched and shows the could-not-be-opened message.
+//     Text that cannot be encoded as UTF-8 (a lone surrogate) is not written
+//     at all: an ERROR line says so and the old file stays.
 #pragma once
 
+#include <ace/Thread_Mutex.h>
+
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "qimmisc/Export.h"
 #include "qimmisc/IConfigurationFile.h"
 
-// IMPLEMENTATION-DEFINED BELOW (the settings-core branch owns the protected
-// and private parts of this header).
-
 namespace QIM {
+
+namespace detail {
+class SectionStore;  // the sections with their case-folded indexes
+}  // namespace detail
 
 /// Shown when write cannot open its target: the text and the title the user
 /// is to see ("Error").
@@ -65,8 +86,29 @@ class QIMMISC_API BufferConfigurationFile : public IConfigurationFile {
   std::wstring toText();
 
  protected:
-  // (settings-core branch: loadRawFileIntoBuffer, parse, writeBuffer, the
-  // lock, the raw buffer and the file name for EncryptionConfigurationFile.)
+  /// Reads `path` whole into rawBuffer_. In text mode CR LF pairs become LF
+  /// and a NUL follows the bytes; in binary mode the bytes stay as they are.
+  /// A missing or unreadable file throws FileNotFoundException("File not
+  /// found") after its ERROR line.
+  void loadRawFileIntoBuffer(const std::wstring& path, bool binary);
+  /// Replaces every section by those of `text` (the file's text up to its
+  /// first NUL). Needs lock_.
+  void parse(const std::wstring& text);
+  /// Writes rawBuffer_ whole to `path`, replacing the file atomically; a
+  /// failure shows the could-not-be-opened message. Needs lock_.
+  void writeBuffer(const std::wstring& path);
+  /// The written form of the sections (toText without taking the lock).
+  std::wstring buildText() const;
+
+  /// Held for the whole of every public operation.
+  ACE_Thread_Mutex lock_;
+  /// The file's bytes between the disk and the parser; empty otherwise.
+  std::string rawBuffer_;
+  /// The path of the last load, used by write().
+  std::wstring fileName_;
+
+ private:
+  std::unique_ptr<detail::SectionStore> sections_;
 };
 
 }  // namespace QIM
