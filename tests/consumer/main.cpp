@@ -14,6 +14,7 @@ int main() {
   Sink sink;
   QIM::DbgMsg::setLogDest(&sink);
   QIM::QIMMiscApi::init();
+  sink.lines = 0;  // init logs when there is no main settings file
   QIM_ERROR("consumer " << 1);
   bool ran = false;
   void* handle = nullptr;

@@ -1,5 +1,6 @@
 #include "diagnostics/LibraryObjects.h"
 
+#include "data/SettingsInstances.h"
 #include "qimmisc/AsyncOpManager.h"
 #include "qimmisc/ObjectManagement.h"
 #include "qimmisc/RefCounted.h"
@@ -12,13 +13,14 @@ namespace QIM {
 namespace detail {
 
 void createLibraryObjects() {
-  // The main settings (VelderIni) and then the ringtone settings are made
-  // here once the settings classes exist.
+  Data::detail::createVelderIni();
+  Data::detail::createRingtoneIni();
 }
 
 void destroyLibraryObjects() {
-  // The ringtone settings, then the main settings, go first here, in the
-  // reverse order of createLibraryObjects.
+  // The reverse order of createLibraryObjects.
+  Data::detail::destroyRingtoneIni();
+  Data::detail::destroyVelderIni();
 
   // Leak reports of the thread-owning classes. The counters live in this
   // module, where the objects are constructed, so the checks run here too.

@@ -1,0 +1,109 @@
+// The settings files below the installation folder, and the process-wide
+// settings objects that QIMMiscApi::init makes and exit destroys.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "data/DataFolder.h"
+#include "qimmisc/QIMMiscApi.h"
+#include "qimmisc/RingtoneIni.h"
+#include "qimmisc/SystemPaths.h"
+#include "qimmisc/VelderIni.h"
+
+namespace QIM::Data {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+
+using InstalledSettingsTest = test::DataFolderTest;
+
+TEST_F(InstalledSettingsTest, FilesAreNamedBelowTheInstallationFolder) {
+  const std::wstring data = getInstallationPath() + L"data" + kPathSeparator;
+  EXPECT_EQ(getVELDerIniPath(), data + L"VELDer.dat");
+  EXPECT_EQ(getRingtoneIniPath(), data + L"Ringtone.ini");
+}
+
+TEST_F(InstalledSettingsTest, InstancesLiveFromTheFirstInitToTheLastExit) {
+  EXPECT_EQ(VelderIni::instance(), nullptr);
+  EXPECT_EQ(RingtoneIni::instance(), nullptr);
+  const auto notInitialized = [](const std::string& type) {
+    return HasSubstr("Assertion failed: \"theInstance.get()\" : " + type +
+                     " instance not initialized!  OS ERROR: ");
+  };
+  EXPECT_THAT(sink_.linesWith("Assertion failed"),
+              ElementsAre(notInitialized("VelderIni"), notInitialized("RingtoneIni")));
+  QIMMiscApi::init();
+  QIMMiscApi::init();
+  VelderIni* const settings = VelderIni::instance();
+  RingtoneIni* const tones = RingtoneIni::instance();
+  ASSERT_NE(settings, nullptr);
+  ASSERT_NE(tones, nullptr);
+  QIMMiscApi::exit();
+  EXPECT_EQ(VelderIni::instance(), settings);
+  EXPECT_EQ(RingtoneIni::instance(), tones);
+  QIMMiscApi::exit();
+  sink_.clear();
+  EXPECT_EQ(VelderIni::instance(), nullptr);
+  EXPECT_EQ(RingtoneIni::instance(), nullptr);
+  EXPECT_THAT(sink_.linesWith("instance not initialized!"), SizeIs(2));
+}
+
+TEST_F(InstalledSettingsTest, InitReadsTheInstalledMainSettings) {
+  writeEnciphered("VELDer.dat", "[VELDer]\nTLSPort=6061\nRTPportRange=60000,50000\n");
+  QIMMiscApi::init();
+  const VelderIni& settings = *VelderIni::instance();
+  EXPECT_TRUE(settings.fileFound());
+  EXPECT_EQ(settings.getTLSPort(), 6061);
+  EXPECT_THAT(settings.readMessages(),
+              ElementsAre("Invalid RTP Port Range defined: 60000,50000 -- Range set to: 50000,50089"));
+  QIMMiscApi::exit();
+}
+
+TEST_F(InstalledSettingsTest, AMissingMainSettingsFileLeavesEveryDefault) {
+  QIMMiscApi::init();
+  const VelderIni& settings = *VelderIni::instance();
+  EXPECT_FALSE(settings.fileFound());
+  for (const auto& setting : settings.settings()) {
+    EXPECT_EQ(setting.value, setting.defaultValue) << setting.key;
+  }
+  EXPECT_THAT(sink_.linesWith(R"(Throwing FileNotFoundException("File not found"))"), SizeIs(1));
+  QIMMiscApi::exit();
+}
+
+TEST_F(InstalledSettingsTest, ARereadOfAMissingFileRestoresTheDefaults) {
+  VelderIni settings;
+  settings.readVelderIniFile(writeEnciphered("other.dat", "[VELDer]\nenableIM=0\n"));
+  ASSERT_TRUE(settings.fileFound());
+  ASSERT_FALSE(settings.getEnableIM());
+  settings.readVelderIniFile(getVELDerIniPath());
+  EXPECT_FALSE(settings.fileFound());
+  EXPECT_TRUE(settings.getEnableIM());
+}
+
+TEST_F(InstalledSettingsTest, ThreadsReadTheSettingsTogether) {
+  writeEnciphered("VELDer.dat", "[VELDer]\nproxy=sip.example.com\nsrtpCryptoSuites=A,B\n");
+  QIMMiscApi::init();
+  const std::size_t count = VelderIni::instance()->settings().size();
+  std::vector<std::thread> readers;
+  std::atomic<int> wrong{0};
+  for (int t = 0; t < 4; ++t) {
+    readers.emplace_back([&] {
+      for (int i = 0; i < 50; ++i) {
+        const VelderIni& settings = *VelderIni::instance();
+        if (settings.getProxy() != L"sip.example.com" || settings.settings().size() != count ||
+            settings.getSrtpCryptoSuites().size() != 2) {
+          ++wrong;
+        }
+      }
+    });
+  }
+  for (auto& reader : readers) reader.join();
+  EXPECT_EQ(wrong, 0);
+  QIMMiscApi::exit();
+}
+
+}  // namespace
+}  // namespace QIM::Data
