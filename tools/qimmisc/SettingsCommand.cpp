@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -36,20 +35,23 @@ bool samePlace(const std::wstring& a, const std::wstring& b) {
   return std::filesystem::equivalent(toPath(a), toPath(b), error);
 }
 
-std::string readBytes(const std::filesystem::path& path) {
+bool startsWithBom(const std::filesystem::path& path) {
+  char head[3] = {};
   std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  return in.read(head, sizeof head) && std::string(head, sizeof head) == "\xEF\xBB\xBF";
 }
 
 // The plain file without its UTF-8 byte-order mark, beside the target so it
 // sits on a file system the tool can write to; removed when done.
 class BomFreeCopy {
  public:
-  BomFreeCopy(const std::wstring& target, const std::string& bytes)
+  BomFreeCopy(const std::wstring& source, const std::wstring& target)
       : path_(target + L".nobom.tmp") {
+    std::ifstream in(toPath(source), std::ios::binary);
+    in.seekg(3);
     std::ofstream out(toPath(path_), std::ios::binary | std::ios::trunc);
-    out.write(bytes.data() + 3, static_cast<std::streamsize>(bytes.size() - 3));
-    written_ = static_cast<bool>(out.flush());
+    if (in.peek() != std::ifstream::traits_type::eof()) out << in.rdbuf();
+    written_ = in && static_cast<bool>(out.flush());
   }
   ~BomFreeCopy() {
     std::error_code ignored;
@@ -73,14 +75,13 @@ int runEncrypt(const std::string& in, const std::string& out) {
   if (!QIM::fileExists(source)) return failure("cannot read " + in + ": File not found");
   if (samePlace(source, target)) return failure(out + " is the input itself; name another file");
 
-  const std::string bytes = readBytes(toPath(source));
-  const bool hasBom = bytes.compare(0, 3, "\xEF\xBB\xBF") == 0;
+  const bool hasBom = startsWithBom(toPath(source));
   std::unique_ptr<BomFreeCopy> copy;
   if (hasBom) {
     std::cerr << "qimmisc: note: " << in
               << " begins with a UTF-8 byte-order mark; it is left out, since the format does"
                  " not skip one\n";
-    copy = std::make_unique<BomFreeCopy>(target, bytes);
+    copy = std::make_unique<BomFreeCopy>(source, target);
     if (!copy->written()) {
       return failure("cannot write " + QIM::toUtf8(copy->path()) + " (beside " + out + ")");
     }
