@@ -64,7 +64,7 @@ qimmisc_tool_test(tool_settings_usage 2 "OUT is required" ARGS settings encrypt 
 qimmisc_tool_test(tool_settings_encrypt_main 0 "wrote "
                   ARGS settings encrypt ${_in}/velder.ini ${_work}/install/data/VELDer.dat)
 qimmisc_tool_test(tool_settings_show 0
-                  "\\(found\\).*\n  proxy=sip.example.com.*\n\\* TLSPort=5062  \\(default: 5061\\).*\n\\* IPChangeReConnectDelay=301000  \\(default: 0\\).*Rejected or clamped values: 1\r?\n  VELDer flag IPChangeReConnectDelay should be up to 301000 msecs, so 301000 is used instead"
+                  "\\(found\\).*\n\\* proxy=sip.example.com  \\(default: \\).*\n\\* TLSPort=5062  \\(default: 5061\\).*\n\\* IPChangeReConnectDelay=301000  \\(default: 0\\).*Rejected or clamped values: 1\r?\n  VELDer flag IPChangeReConnectDelay should be up to 301000 msecs, so 301000 is used instead"
                   ARGS settings show ${_work}/install/data/VELDer.dat)
 qimmisc_tool_test(tool_settings_show_missing 1 "not found: every setting has its default.*  TLSPort=5061"
                   ARGS settings show ${_work}/no-such.dat)
