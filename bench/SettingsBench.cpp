@@ -42,6 +42,11 @@ struct OursLoader {
     loaded->loadConfigurationFile(path);
     return loaded;
   }
+  static std::size_t keys(QIM::BufferConfigurationFile& loaded) {
+    std::size_t count = 0;
+    for (const std::wstring& name : loaded.getSections()) count += loaded.getSection(name).size();
+    return count;
+  }
 };
 
 struct InihLoader {
@@ -50,6 +55,11 @@ struct InihLoader {
     auto loaded = std::make_unique<InihSections>();
     ini_parse(file.path.c_str(), storeInihEntry, loaded.get());
     return loaded;
+  }
+  static std::size_t keys(const InihSections& loaded) {
+    std::size_t count = 0;
+    for (const auto& section : loaded) count += section.second.size();
+    return count;
   }
 };
 
@@ -60,14 +70,27 @@ struct SimpleIniLoader {
     loaded->LoadFile(file.path.c_str());
     return loaded;
   }
+  static std::size_t keys(const CSimpleIniA& loaded) {
+    CSimpleIniA::TNamesDepend sections;
+    loaded.GetAllSections(sections);
+    std::size_t count = 0;
+    for (const auto& section : sections) {
+      count += static_cast<std::size_t>(loaded.GetSectionSize(section.pItem));
+    }
+    return count;
+  }
 };
 
-// Times `load` and then measures, once, what one loaded object keeps on
-// the heap.
+// Checks that `load` reads every key, times it, and then measures, once,
+// what one loaded object keeps on the heap.
 template <class Loader, const SettingsFile& (*File)()>
 void loadSettings(benchmark::State& state) {
   const SettingsFile& file = File();
   const Loader load{file};
+  if (Loader::keys(*load()) != file.keys) {
+    state.SkipWithError("the file did not load whole");
+    return;
+  }
   for (auto _ : state) {
     auto loaded = load();
     benchmark::DoNotOptimize(loaded.get());
