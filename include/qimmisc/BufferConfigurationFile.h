@@ -15,7 +15,9 @@
 //     platform alike (a lone CR stays an ordinary character, and so does a
 //     Ctrl-Z byte), so one file reads the same everywhere.
 //   - A line longer than 1023 characters is skipped whole with one ERROR line
-//     naming the file and the line number; reading goes on after it.
+//     naming the file and the line number; reading goes on after it. Lengths
+//     (1023 per line, 255 per name) count UTF-16 units on every platform, so
+//     a character beyond U+FFFF counts two on Linux as on Windows.
 //   - A file that is not valid UTF-8 loads as no sections, with an ERROR line
 //     naming it (the conversion is all or nothing).
 //   - getInt: white space, an optional sign, then decimal digits; a number
@@ -25,7 +27,16 @@
 //     the old file or the new one. A failure at any step removes the new file,
 //     leaves the old one untouched and shows the could-not-be-opened message.
 //     Text that cannot be encoded as UTF-8 (a lone surrogate) is not written
-//     at all: an ERROR line says so and the old file stays.
+//     at all: an ERROR line says so and the old file stays. The new file
+//     takes the old one's permissions (Linux); a read-only target is refused
+//     as opening it for writing would be, and a symbolic link is replaced
+//     where it points.
+//   - Map order compares wide characters: UTF-16 units on Windows, code
+//     points on Linux. Names with characters beyond U+FFFF can therefore
+//     sort (and be written) in another order on the other platform; the
+//     content read back is the same.
+//   - The decoded text of the last load stays in memory, since the loaded
+//     names and values refer to it.
 #pragma once
 
 #include <ace/Thread_Mutex.h>
@@ -44,8 +55,8 @@ namespace detail {
 class SectionStore;  // the sections with their case-folded indexes
 }  // namespace detail
 
-/// Shown when write cannot open its target: the text and the title the user
-/// is to see ("Error").
+/// Shown when write cannot replace its target, whichever step failed: the
+/// text and the title the user is to see ("Error").
 using WriteFailureNotifier =
     std::function<void(const std::wstring& text, const std::wstring& title)>;
 
@@ -72,8 +83,7 @@ class QIMMISC_API BufferConfigurationFile : public IConfigurationFile {
   void setBool(const std::wstring& section, const std::wstring& key, bool value) override;
   std::wstring getString(const std::wstring& section, const std::wstring& key,
                          std::wstring defaultValue) override;
-  void setString(const std::wstring& section, const std::wstring& key,
-                 std::wstring value) override;
+  void setString(const std::wstring& section, const std::wstring& key, std::wstring value) override;
   void write(const std::wstring& path) override;
   void write() override;
   void clearSection(const std::wstring& section) override;
@@ -92,8 +102,8 @@ class QIMMISC_API BufferConfigurationFile : public IConfigurationFile {
   /// found") after its ERROR line.
   void loadRawFileIntoBuffer(const std::wstring& path, bool binary);
   /// Replaces every section by those of `text` (the file's text up to its
-  /// first NUL). Needs lock_.
-  void parse(const std::wstring& text);
+  /// first NUL), which the object keeps while it refers to it. Needs lock_.
+  void parse(std::wstring text);
   /// Writes rawBuffer_ whole to `path`, replacing the file atomically; a
   /// failure shows the could-not-be-opened message. Needs lock_.
   void writeBuffer(const std::wstring& path);

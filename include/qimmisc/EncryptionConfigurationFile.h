@@ -14,9 +14,13 @@
 // A text that cannot be encoded as UTF-8 is not written (see
 // BufferConfigurationFile). A damaged file is never read outside its bytes:
 // a ciphertext that is not a whole number of blocks is deciphered as if
-// padded with zero bytes.
+// padded with zero bytes. Nothing checks the key: a file enciphered under
+// another key (or damaged) with a plausible padding byte deciphers to bytes
+// that are almost never valid UTF-8, and so loads as no sections, with an
+// ERROR line.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -60,7 +64,7 @@ class QIMMISC_API EncryptionConfigurationFile : public BufferConfigurationFile {
  private:
   /// The key words k0..k3.
   std::unique_ptr<std::uint32_t[]> cryptoTEA_;
-  bool lastLoadDamaged_ = false;
+  std::atomic<bool> lastLoadDamaged_{false};
 };
 
 }  // namespace QIM

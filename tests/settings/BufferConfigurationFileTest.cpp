@@ -1,5 +1,3 @@
-#include "qimmisc/BufferConfigurationFile.h"
-
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -9,10 +7,18 @@
 #include <vector>
 
 #include "TestSupport.h"
+#include "qimmisc/BufferConfigurationFile.h"
 #include "qimmisc/QIMException.h"
 #include "qimmisc/StringUtils.h"
 #include "settings/AtomicFile.h"
 #include "settings/SettingsFiles.h"
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#endif
 
 namespace QIM::test {
 namespace {
@@ -37,8 +43,12 @@ struct ParseCase {
   std::string written;  // the written form of what loads
 };
 
+void PrintTo(const ParseCase& c, std::ostream* os) { *os << c.name; }
+
 const std::string k255(255, 'k');
 const std::string k256(256, 'k');
+std::string repeat(const std::string& s, int n) { return n ? s + repeat(s, n - 1) : ""; }
+const std::string emoji128 = repeat("\xF0\x9F\x98\x80", 128);  // 256 UTF-16 units
 
 const ParseCase kParseCases[] = {
     {"empty_file", "", ""},
@@ -65,6 +75,7 @@ const ParseCase kParseCases[] = {
     {"text_ends_at_nul", std::string("[S]\nk=v\n\0[T]\nj=w\n", 18), "[S]\nk=v\n"},
     {"key_of_255", "[S]\n" + k255 + "=v\n", "[S]\n" + k255 + "=v\n"},
     {"key_of_256_ignored", "[S]\n" + k256 + "=v\n", "[S]\n"},
+    {"key_length_in_utf16_units", "[S]\n" + emoji128 + "=v\n", "[S]\n"},
     {"header_cut_at_255", "[" + k256 + "]\n", "[" + k255 + "]\n"},
     {"sections_fold_first_spelling", "[Main]\nx=1\n[MAIN]\nVolume=2\nVOLUME=3\n",
      "[Main]\nVolume=3\n"},
@@ -115,12 +126,24 @@ struct ConversionCase {
 };
 
 TEST_F(BufferConfigurationFileTest, ConversionsFollowScanfAndTrueFalse) {
-  const ConversionCase cases[] = {
-      {L"42", 42, -1},   {L" \t42", 42, -1}, {L"-7", -7, -1},    {L"+5", 5, -1},
-      {L"12abc", 12, -1}, {L"0x10", 0, -1},   {L"abc", 99, -1},   {L"", 99, -1},
-      {L"- 5", 99, -1},  {L"2147483647", INT_MAX, -1}, {L"-2147483648", INT_MIN, -1},
-      {L"2147483648", 99, -1}, {L"99999999999999999999", 99, -1}, {L"1", 1, -1},
-      {L"true", 99, 1},  {L"TRUE", 99, 1},    {L"False", 99, 0},  {L" true", 99, -1}};
+  const ConversionCase cases[] = {{L"42", 42, -1},
+                                  {L" \t42", 42, -1},
+                                  {L"-7", -7, -1},
+                                  {L"+5", 5, -1},
+                                  {L"12abc", 12, -1},
+                                  {L"0x10", 0, -1},
+                                  {L"abc", 99, -1},
+                                  {L"", 99, -1},
+                                  {L"- 5", 99, -1},
+                                  {L"2147483647", INT_MAX, -1},
+                                  {L"-2147483648", INT_MIN, -1},
+                                  {L"2147483648", 99, -1},
+                                  {L"99999999999999999999", 99, -1},
+                                  {L"1", 1, -1},
+                                  {L"true", 99, 1},
+                                  {L"TRUE", 99, 1},
+                                  {L"False", 99, 0},
+                                  {L" true", 99, -1}};
   for (const ConversionCase& c : cases) {
     file_.setString(L"S", L"k", c.value);
     EXPECT_EQ(file_.getInt(L"S", L"k", 99), c.asInt) << toUtf8(c.value);
@@ -175,7 +198,8 @@ std::wstring walk(const Map& map, const std::wstring& name) {
 TEST_F(BufferConfigurationFileTest, IndexedMatchingAgreesWithTheWalk) {
   std::mt19937 random(7);
   const auto spelling = [&random](std::wstring s) {
-    for (wchar_t& c : s) c = random() % 2 ? static_cast<wchar_t>(towupper(static_cast<wint_t>(c))) : c;
+    for (wchar_t& c : s)
+      c = random() % 2 ? static_cast<wchar_t>(towupper(static_cast<wint_t>(c))) : c;
     return s;
   };
   const wchar_t* const names[] = {L"main", L"net", L"ab", L"x"};
@@ -238,13 +262,15 @@ TEST_F(BufferConfigurationFileTest, UnwritableTargetShowsTheMessage) {
   namespace fs = std::filesystem;
   const std::wstring readOnly = folder_.path("ro.ini");
   writeBytes(readOnly, "old");
-  fs::permissions(readOnly, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+  fs::permissions(readOnly,
+                  fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                   fs::perm_options::remove);
   file_.write(readOnly);
   const std::string after = readBytes(readOnly);
   fs::permissions(readOnly, fs::perms::owner_all, fs::perm_options::add);
   if (spy.calls == 1) GTEST_SKIP() << "this user may write read-only files";
-  EXPECT_EQ(spy.text, readOnly + L" could not be opened for writing. Check you have sufficient privileges.");
+  EXPECT_EQ(spy.text,
+            readOnly + L" could not be opened for writing. Check you have sufficient privileges.");
   EXPECT_EQ(after, "old");
 }
 
@@ -264,9 +290,38 @@ TEST_F(BufferConfigurationFileTest, FailedWriteLeavesTheOldFileWhole) {
   EXPECT_EQ(readBytes(path).size(), toUtf8(file_.toText()).size() + 1);
 }
 
+#ifndef _WIN32
+// A writer killed at random moments while it alternates two contents: the
+// file is always one of them whole.
+TEST_F(BufferConfigurationFileTest, KilledWriterLeavesOldOrNewFile) {
+  const std::wstring path = folder_.path("settings.ini");
+  BufferConfigurationFile contents[2];
+  std::string bytes[2];
+  for (int c = 0; c < 2; ++c) {
+    for (int i = 0; i < 5000; ++i)
+      contents[c].setInt(L"S" + std::to_wstring(c), L"k" + std::to_wstring(i), i);
+    bytes[c] = toUtf8(contents[c].toText()) + '\0';
+  }
+  contents[0].write(path);
+  std::mt19937 random(3);
+  for (int round = 0; round < 10; ++round) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    for (int c = 0; child == 0; c ^= 1) contents[c].write(path);
+    ::usleep(static_cast<useconds_t>(random() % 20000));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    const std::string now = readBytes(path);
+    EXPECT_TRUE(now == bytes[0] || now == bytes[1])
+        << "round " << round << ": " << now.size() << " bytes";
+  }
+}
+#endif
+
 TEST_F(BufferConfigurationFileTest, SeparateObjectsLoadAtTheSameTime) {
   std::string input;
-  for (int i = 0; i < 2000; ++i) input += "[S" + std::to_string(i % 7) + "]\nk" + std::to_string(i) + "=v\n";
+  for (int i = 0; i < 2000; ++i)
+    input += "[S" + std::to_string(i % 7) + "]\nk" + std::to_string(i) + "=v\n";
   load(input);
   const std::wstring expected = file_.toText();
   int mismatches[2] = {0, 0};

@@ -1,5 +1,3 @@
-#include "qimmisc/EncryptionConfigurationFile.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -7,6 +5,7 @@
 #include <string>
 
 #include "TestSupport.h"
+#include "qimmisc/EncryptionConfigurationFile.h"
 #include "qimmisc/QIMException.h"
 #include "qimmisc/StringUtils.h"
 #include "settings/SettingsFiles.h"
@@ -38,16 +37,19 @@ struct TeaVector {
 
 // Published vectors of Wheeler and Needham's reference code (big-endian).
 const TeaVector kTeaVectors[] = {
-    {{0, 0, 0, 0}, 0x0000000000000000ull, 0x41ea3a0a94baa940ull},
-    {{0xffffffffu, 0xffffffffu, 0xffffffffu, 0xffffffffu}, 0xffffffffffffffffull,
-     0x319bbefb016abdb2ull},
-    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu}, 0x0123456789abcdefull,
+    {{0, 0, 0, 0}, 0, 0x41ea3a0a94baa940ull},
+    {{~0u, ~0u, ~0u, ~0u}, ~0ull, 0x319bbefb016abdb2ull},
+    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu},
+     0x0123456789abcdefull,
      0x126c6b92c0653a3eull},
-    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu}, 0x67452301efcdab89ull,
+    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu},
+     0x67452301efcdab89ull,
      0xd667cc4e10bf6eb0ull},
-    {{0xd94576cdu, 0x1a5f99e4u, 0x155dc7beu, 0xc5d33df2u}, 0xd51399607f7aa9d7ull,
+    {{0xd94576cdu, 0x1a5f99e4u, 0x155dc7beu, 0xc5d33df2u},
+     0xd51399607f7aa9d7ull,
      0x7d1eb12827ef2121ull},
-    {{0x07ef12bcu, 0x9d06d7dau, 0x20131116u, 0xb665e335u}, 0x10b233473624ccd3ull,
+    {{0x07ef12bcu, 0x9d06d7dau, 0x20131116u, 0xb665e335u},
+     0x10b233473624ccd3ull,
      0xae694e579daeff54ull},
 };
 
@@ -73,7 +75,8 @@ TEST(TeaTest, RoundTripsWholeBlocksForAnyKey) {
     const std::string plain = data;
     detail::teaEncipher(bytesOf(data), length, key);
     // Only the blocks that hold `length` bytes change.
-    EXPECT_EQ(data.substr(static_cast<std::size_t>(rounded)), plain.substr(static_cast<std::size_t>(rounded)));
+    EXPECT_EQ(data.substr(static_cast<std::size_t>(rounded)),
+              plain.substr(static_cast<std::size_t>(rounded)));
     if (length > 0) {
       EXPECT_NE(data.substr(0, 8), plain.substr(0, 8));
     }
@@ -112,7 +115,7 @@ TEST_F(EncryptionConfigurationFileTest, WholeBlockTextGetsNoPadding) {
 }
 
 TEST_F(EncryptionConfigurationFileTest, PaddingByteCountsTheZeroBytes) {
-  file_.setString(L"S", L"k", L"v");  // "[S]\nk=v\n": 8 bytes
+  file_.setString(L"S", L"k", L"v");        // "[S]\nk=v\n": 8 bytes
   file_.setString(L"S", L"key", L"value");  // and 10 more
   file_.write(path_);
   const std::string bytes = readBytes(path_);
@@ -130,6 +133,8 @@ struct DamageCase {
   bool damaged;
   std::string written;  // what the object holds afterwards
 };
+
+void PrintTo(const DamageCase& c, std::ostream* os) { *os << c.name; }
 
 const std::string kKept = "[Keep]\nk=v\n";
 const DamageCase kDamageCases[] = {
@@ -155,7 +160,7 @@ TEST_P(DamageTest, PaddingCountIsChecked) {
 INSTANTIATE_TEST_SUITE_P(Files, DamageTest, ::testing::ValuesIn(kDamageCases),
                          [](const auto& param) { return std::string(param.param.name); });
 
-TEST_F(EncryptionConfigurationFileTest, DamagedFilesNeverCrash) {
+TEST_F(EncryptionConfigurationFileTest, DamagedOrMissingFilesNeverCrash) {
   for (int i = 0; i < 40; ++i) file_.setInt(L"S", L"k" + std::to_wstring(i), i);
   file_.write(path_);
   const std::string good = readBytes(path_);
@@ -167,10 +172,6 @@ TEST_F(EncryptionConfigurationFileTest, DamagedFilesNeverCrash) {
     for (char& c : bytes) c = static_cast<char>(random());
     loadBytes(bytes);
   }
-  SUCCEED();
-}
-
-TEST_F(EncryptionConfigurationFileTest, MissingFileThrows) {
   EXPECT_THROW(file_.loadConfigurationFile(folder_.path("absent.dat")), FileNotFoundException);
   EXPECT_THROW(file_.encryptIniFile(folder_.path("absent.ini"), path_), FileNotFoundException);
 }
@@ -192,7 +193,8 @@ TEST_F(EncryptionConfigurationFileTest, SamplesMatchOnEveryPlatform) {
             L"Gr\u00fc\u00df Gott \u2014 \u3053\u3093\u306b\u3061\u306f \U0001F600");
   EXPECT_EQ(sample.getInt(L"Network", L"Port", 0), 5060);
   EXPECT_TRUE(sample.getBool(L"Network", L"UseTLS", false));
-  EXPECT_EQ(sample.getString(L"\u03a9mega", L"Name", L""), L"\u0395\u03bb\u03bb\u03b7\u03bd\u03b9\u03ba\u03ac");
+  EXPECT_EQ(sample.getString(L"\u03a9mega", L"Name", L""),
+            L"\u0395\u03bb\u03bb\u03b7\u03bd\u03b9\u03ba\u03ac");
   BufferConfigurationFile plain;
   plain.loadConfigurationFile(sampleFile("sample.ini"));
   EXPECT_EQ(sample.toText(), plain.toText());

@@ -16,8 +16,6 @@ AutoFileLock::~AutoFileLock() {
   if (isLocked()) detail::releaseLockFile(record_->handle, record_->path);
 }
 
-bool AutoFileLock::isLocked() const {
-  return record_ && record_->handle != detail::kNoLockHandle;
-}
+bool AutoFileLock::isLocked() const { return record_ && record_->handle != detail::kNoLockHandle; }
 
 }  // namespace QIM

@@ -70,11 +70,11 @@ void BufferConfigurationFile::loadConfigurationFile(const std::wstring& path) {
   if (!rawBuffer_.empty()) {
     // The text ends at the first NUL (text mode always stores one).
     rawBuffer_.resize(std::strlen(rawBuffer_.c_str()));
-    const std::wstring text = fromUtf8(rawBuffer_);
+    std::wstring text = fromUtf8(rawBuffer_);
     if (text.empty() && !rawBuffer_.empty()) {
       QIM_ERROR(toUtf8(path) << " is not valid UTF-8; it loads as no sections");
     }
-    parse(text);
+    parse(std::move(text));
   }
   std::string().swap(rawBuffer_);
 }
@@ -95,7 +95,8 @@ void BufferConfigurationFile::loadRawFileIntoBuffer(const std::wstring& path, bo
   // A file that grew since its length was taken: what lies beyond is not read.
   if (sizeRead == wanted && std::fgetc(file) != EOF) ++sizeRead;
   std::fclose(file);
-  QIM_ASSERT_AS(sizeRead <= wanted, "sizeRead <= fileSize", "read more data than what the file have.");
+  QIM_ASSERT_AS(sizeRead <= wanted, "sizeRead <= fileSize",
+                "read more data than what the file have.");
   if (sizeRead > wanted) sizeRead = wanted;
   if (binary) {
     rawBuffer_.resize(sizeRead);
@@ -105,8 +106,8 @@ void BufferConfigurationFile::loadRawFileIntoBuffer(const std::wstring& path, bo
   }
 }
 
-void BufferConfigurationFile::parse(const std::wstring& text) {
-  detail::parseSettingsText(text, *sections_, fileName_);
+void BufferConfigurationFile::parse(std::wstring text) {
+  detail::parseSettingsText(std::move(text), *sections_, fileName_);
 }
 
 int BufferConfigurationFile::getInt(const std::wstring& section, const std::wstring& key,
@@ -140,14 +141,14 @@ std::wstring BufferConfigurationFile::getString(const std::wstring& section,
                                                 const std::wstring& key,
                                                 std::wstring defaultValue) {
   Guard lock(lock_);
-  const std::wstring* value = detail::SectionStore::find(sections_->obtain(section), key);
-  return value ? *value : defaultValue;
+  const detail::Text* value = sections_->find(sections_->obtain(section), key);
+  return value ? std::wstring(value->view()) : std::move(defaultValue);
 }
 
 void BufferConfigurationFile::setString(const std::wstring& section, const std::wstring& key,
                                         std::wstring value) {
   Guard lock(lock_);
-  detail::SectionStore::assign(sections_->obtain(section), key, std::move(value));
+  sections_->assign(sections_->obtain(section), key, value);
 }
 
 void BufferConfigurationFile::write(const std::wstring& path) {
@@ -184,18 +185,17 @@ void BufferConfigurationFile::writeBuffer(const std::wstring& path) {
 
 void BufferConfigurationFile::clearSection(const std::wstring& section) {
   Guard lock(lock_);
-  detail::SectionStore::empty(sections_->obtainExact(section));
+  sections_->empty(sections_->obtainExact(section));
 }
 
-void BufferConfigurationFile::setSection(const std::wstring& section,
-                                         ConfigurationSection values) {
+void BufferConfigurationFile::setSection(const std::wstring& section, ConfigurationSection values) {
   Guard lock(lock_);
-  detail::SectionStore::replace(sections_->obtain(section), std::move(values));
+  sections_->replace(sections_->obtain(section), values);
 }
 
 ConfigurationSection BufferConfigurationFile::getSection(const std::wstring& section) {
   Guard lock(lock_);
-  return sections_->obtain(section).values;
+  return detail::SectionStore::copyOf(sections_->obtain(section));
 }
 
 std::vector<std::wstring> BufferConfigurationFile::getSections() {

@@ -3,6 +3,7 @@
 #include <ace/Guard_T.h>
 
 #include <cstring>
+#include <utility>
 
 #include "qimmisc/StringUtils.h"
 #include "qimmisc/Trace.h"
@@ -26,6 +27,7 @@ EncryptionConfigurationFile::~EncryptionConfigurationFile() {
 void EncryptionConfigurationFile::loadConfigurationFile(const std::wstring& path) {
   QIM_ENTRY();
   ACE_Guard<ACE_Thread_Mutex> lock(lock_);
+  lastLoadDamaged_ = false;
   fileName_ = path;
   loadRawFileIntoBuffer(path, true);
   decryptFromBuffer();
@@ -61,16 +63,15 @@ void EncryptionConfigurationFile::decryptFromBuffer() {
   std::string plain(rawBuffer_);
   plain.resize(static_cast<std::size_t>((length + 7) / 8 * 8 + 1), '\0');
   if (length > 0) {
-    detail::teaDecipher(reinterpret_cast<unsigned char*>(plain.data()), length,
-                        cryptoTEA_.get());
+    detail::teaDecipher(reinterpret_cast<unsigned char*>(plain.data()), length, cryptoTEA_.get());
   }
   plain.resize(static_cast<std::size_t>(length - padding));
   plain.resize(std::strlen(plain.c_str()));  // the text ends at its first NUL
-  const std::wstring text = fromUtf8(plain);
+  std::wstring text = fromUtf8(plain);
   if (text.empty() && !plain.empty()) {
     QIM_ERROR(toUtf8(fileName_) << " does not decipher to UTF-8; it loads as no sections");
   }
-  parse(text);
+  parse(std::move(text));
 }
 
 bool EncryptionConfigurationFile::encryptToBuffer() {

@@ -11,7 +11,7 @@ std::FILE* openForReading(const std::wstring& path) {
     return nullptr;
   }
   // Wide, so a path outside the active code page opens too.
-  return ::_wfopen(path.c_str(), L"rbN");  // N: not inherited
+  return ::_wfopen(path.c_str(), L"rb");
 }
 
 long long fileLength(std::FILE* file) { return ::_filelengthi64(::_fileno(file)); }

@@ -1,6 +1,8 @@
 #include "settings/SectionStore.h"
 
+#include <cwchar>
 #include <cwctype>
+#include <functional>
 #include <utility>
 
 namespace QIM::detail {
@@ -9,102 +11,175 @@ namespace {
 // The folding of stringCompareIgnoreCase, so the index agrees with it.
 wchar_t fold(wchar_t c) { return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c))); }
 
-}  // namespace
-
-template <class Map>
-std::size_t FoldIndex<Map>::FoldHash::operator()(const std::wstring* name) const {
-  std::uint64_t hash = 0xcbf29ce484222325ull;  // FNV-1a
-  for (wchar_t c : *name) {
-    hash ^= static_cast<std::uint32_t>(fold(c));
-    hash *= 0x100000001b3ull;
-  }
-  return static_cast<std::size_t>(hash);
-}
-
-template <class Map>
-bool FoldIndex<Map>::FoldEqual::operator()(const std::wstring* a, const std::wstring* b) const {
-  if (a->size() != b->size()) return false;
-  for (std::size_t i = 0; i < a->size(); ++i) {
-    if ((*a)[i] != (*b)[i] && fold((*a)[i]) != fold((*b)[i])) return false;
+bool foldEqual(std::wstring_view a, std::wstring_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (a[i] != b[i] && fold(a[i]) != fold(b[i])) return false;
   }
   return true;
 }
 
-template <class Map>
-typename FoldIndex<Map>::Iterator FoldIndex<Map>::find(const std::wstring& name,
-                                                       Iterator none) const {
-  const auto hit = firsts_.find(&name);
-  return hit == firsts_.end() ? none : hit->second;
+// The hash looks at the length and at most this many characters from each
+// end: enough to tell settings names apart, and few calls of towlower.
+constexpr std::size_t kHashedEnds = 6;
+
+}  // namespace
+
+Text Text::borrow(std::wstring_view text) {
+  Text result;
+  result.view_ = text;
+  return result;
+}
+
+Text Text::copy(std::wstring_view text) {
+  Text result;
+  if (!text.empty()) {
+    result.owned_.reset(new wchar_t[text.size()]);
+    std::wmemcpy(result.owned_.get(), text.data(), text.size());
+    result.view_ = std::wstring_view(result.owned_.get(), text.size());
+  }
+  return result;
 }
 
 template <class Map>
-void FoldIndex<Map>::add(Iterator it) {
-  const auto [slot, added] = firsts_.emplace(&it->first, it);
-  // A new spelling of a known class only takes over when it sorts first.
-  if (!added && it->first < slot->second->first) slot->second = it;
+std::size_t FoldIndex<Map>::hashOf(std::wstring_view name) {
+  std::uint64_t hash = 0xcbf29ce484222325ull ^ name.size();  // FNV-1a
+  const auto mix = [&hash](wchar_t c) {
+    hash ^= static_cast<std::uint32_t>(fold(c));
+    hash *= 0x100000001b3ull;
+  };
+  if (name.size() <= 2 * kHashedEnds) {
+    for (wchar_t c : name) mix(c);
+  } else {
+    for (std::size_t i = 0; i < kHashedEnds; ++i) mix(name[i]);
+    for (std::size_t i = name.size() - kHashedEnds; i < name.size(); ++i) mix(name[i]);
+  }
+  const auto folded = static_cast<std::size_t>(hash ^ (hash >> 29));
+  return folded ? folded : 1;
+}
+
+template <class Map>
+typename FoldIndex<Map>::Iterator FoldIndex<Map>::find(std::wstring_view name, std::size_t hash,
+                                                       Iterator none) const {
+  if (slots_.empty()) return none;
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t i = hash & mask; slots_[i].hash != 0; i = (i + 1) & mask) {
+    if (slots_[i].hash == hash && foldEqual(slots_[i].it->first.view(), name)) {
+      return slots_[i].it;
+    }
+  }
+  return none;
+}
+
+template <class Map>
+void FoldIndex<Map>::add(Iterator it, std::size_t hash) {
+  if (2 * (used_ + 1) > slots_.size()) {
+    std::vector<Slot> old(slots_.empty() ? 8 : 2 * slots_.size());
+    old.swap(slots_);
+    used_ = 0;
+    // Re-adding in any order is right: each class holds one slot.
+    for (const Slot& slot : old) {
+      if (slot.hash != 0) add(slot.it, slot.hash);
+    }
+  }
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t i = hash & mask;
+  for (; slots_[i].hash != 0; i = (i + 1) & mask) {
+    Slot& slot = slots_[i];
+    if (slot.hash == hash && foldEqual(slot.it->first.view(), it->first.view())) {
+      // A new spelling of a known class only takes over when it sorts first.
+      if (it->first.view() < slot.it->first.view()) slot.it = it;
+      return;
+    }
+  }
+  slots_[i] = Slot{hash, it};
+  ++used_;
 }
 
 template <class Map>
 void FoldIndex<Map>::rebuild(Map& map) {
-  firsts_.clear();
-  firsts_.reserve(map.size());
+  clear();
   // In map order, so the first member of each class is the one kept.
-  for (auto it = map.begin(); it != map.end(); ++it) firsts_.emplace(&it->first, it);
+  for (auto it = map.begin(); it != map.end(); ++it) add(it, hashOf(it->first.view()));
 }
 
-template class FoldIndex<ConfigurationSection>;
+template <class Map>
+void FoldIndex<Map>::clear() {
+  slots_.clear();
+  used_ = 0;
+}
+
+template class FoldIndex<Values>;
 template class FoldIndex<SectionStore::Map>;
 
 void SectionStore::clear() {
   index_.clear();
   sections_.clear();
+  text_.clear();
 }
 
-Section& SectionStore::obtain(const std::wstring& name) {
-  const auto first = index_.find(name, sections_.end());
-  if (first == sections_.end()) return insert(sections_.end(), name);
-  if (first->first == name) return first->second;
+const std::wstring& SectionStore::adoptText(std::wstring text) {
+  text_ = std::move(text);
+  return text_;
+}
+
+Text SectionStore::keep(std::wstring_view text) const {
+  const std::less<const wchar_t*> before;
+  const bool inText = !before(text.data(), text_.data()) &&
+                      !before(text_.data() + text_.size(), text.data() + text.size());
+  return inText ? Text::borrow(text) : Text::copy(text);
+}
+
+Section& SectionStore::obtain(std::wstring_view name) {
+  const std::size_t hash = FoldIndex<Map>::hashOf(name);
+  const auto first = index_.find(name, hash, sections_.end());
+  if (first == sections_.end()) return insert(sections_.end(), name, hash);
+  if (first->first.view() == name) return first->second;
   // Another spelling of the class is first; this one wins only if stored.
   const auto exact = sections_.find(name);
   return exact != sections_.end() ? exact->second : first->second;
 }
 
-Section& SectionStore::obtainExact(const std::wstring& name) {
+Section& SectionStore::obtainExact(std::wstring_view name) {
   const auto at = sections_.lower_bound(name);
-  if (at != sections_.end() && at->first == name) return at->second;
-  return insert(at, name);
+  if (at != sections_.end() && at->first.view() == name) return at->second;
+  return insert(at, name, FoldIndex<Map>::hashOf(name));
 }
 
-Section& SectionStore::insert(Map::iterator hint, const std::wstring& name) {
-  const auto it = sections_.emplace_hint(hint, name, Section{});
-  index_.add(it);
+Section& SectionStore::insert(Map::iterator hint, std::wstring_view name, std::size_t hash) {
+  const auto it = sections_.emplace_hint(hint, keep(name), Section{});
+  index_.add(it, hash);
   return it->second;
 }
 
-const std::wstring* SectionStore::find(Section& section, const std::wstring& key) {
+const Text* SectionStore::find(Section& section, std::wstring_view key) const {
   const auto none = section.values.end();
-  const auto first = section.keys.find(key, none);
+  const auto first = section.keys.find(key, FoldIndex<Values>::hashOf(key), none);
   if (first == none) return nullptr;
-  if (first->first == key) return &first->second;
+  if (first->first.view() == key) return &first->second;
   const auto exact = section.values.find(key);
   return exact != none ? &exact->second : &first->second;
 }
 
-void SectionStore::assign(Section& section, const std::wstring& key, std::wstring value) {
+void SectionStore::assign(Section& section, std::wstring_view key, std::wstring_view value) {
   const auto none = section.values.end();
-  auto target = section.keys.find(key, none);
+  const std::size_t hash = FoldIndex<Values>::hashOf(key);
+  auto target = section.keys.find(key, hash, none);
   if (target == none) {
-    target = section.values.emplace(key, std::wstring()).first;
-    section.keys.add(target);
-  } else if (target->first != key) {
+    target = section.values.emplace(keep(key), Text()).first;
+    section.keys.add(target, hash);
+  } else if (target->first.view() != key) {
     const auto exact = section.values.find(key);
     if (exact != none) target = exact;
   }
-  target->second = std::move(value);
+  target->second = keep(value);
 }
 
-void SectionStore::replace(Section& section, ConfigurationSection values) {
-  section.values = std::move(values);
+void SectionStore::replace(Section& section, const ConfigurationSection& values) {
+  section.values.clear();
+  for (const auto& [key, value] : values) {
+    section.values.emplace_hint(section.values.end(), Text::copy(key), Text::copy(value));
+  }
   section.keys.rebuild(section.values);
 }
 
@@ -113,25 +188,35 @@ void SectionStore::empty(Section& section) {
   section.values.clear();
 }
 
+ConfigurationSection SectionStore::copyOf(const Section& section) {
+  ConfigurationSection copy;
+  for (const auto& [key, value] : section.values) {
+    copy.emplace_hint(copy.end(), key.view(), value.view());
+  }
+  return copy;
+}
+
 std::vector<std::wstring> SectionStore::names() const {
   std::vector<std::wstring> names;
   names.reserve(sections_.size());
-  for (const auto& entry : sections_) names.push_back(entry.first);
+  for (const auto& entry : sections_) names.emplace_back(entry.first.view());
   return names;
 }
 
 std::wstring SectionStore::toText() const {
   std::size_t size = 0;
   for (const auto& [name, section] : sections_) {
-    size += name.size() + 3;
-    for (const auto& [key, value] : section.values) size += key.size() + value.size() + 2;
+    size += name.view().size() + 3;
+    for (const auto& [key, value] : section.values) {
+      size += key.view().size() + value.view().size() + 2;
+    }
   }
   std::wstring text;
   text.reserve(size);
   for (const auto& [name, section] : sections_) {
-    text.append(1, L'[').append(name).append(L"]\n");
+    text.append(1, L'[').append(name.view()).append(L"]\n");
     for (const auto& [key, value] : section.values) {
-      text.append(key).append(1, L'=').append(value).append(1, L'\n');
+      text.append(key.view()).append(1, L'=').append(value.view()).append(1, L'\n');
     }
   }
   return text;

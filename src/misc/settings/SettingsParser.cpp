@@ -1,10 +1,14 @@
 // Each line is matched the way the format's two scanf patterns match it,
 // "[%255[^]]" for a header and "%255[^=]=%[^\r\n]" for an entry, but by
-// pointers over the decoded text: no copies of the line, no scanf.
+// pointers over the decoded text: no copies of the line, no scanf. Names
+// and values stay views into the text, which the store keeps.
 #include "settings/SettingsParser.h"
 
+#include <cstdint>
 #include <cwchar>
 #include <cwctype>
+#include <string_view>
+#include <utility>
 
 #include "qimmisc/StringUtils.h"
 #include "qimmisc/Trace.h"
@@ -20,19 +24,32 @@ bool isSpace(wchar_t c) {
   return std::iswspace(static_cast<std::wint_t>(c)) != 0;
 }
 
-// [begin, end) without surrounding white space, as a string.
-std::wstring trimmed(const wchar_t* begin, const wchar_t* end) {
+// [begin, end) without surrounding white space.
+std::wstring_view trimmed(const wchar_t* begin, const wchar_t* end) {
   while (begin < end && isSpace(*begin)) ++begin;
   while (end > begin && isSpace(end[-1])) --end;
-  return std::wstring(begin, end);
+  return std::wstring_view(begin, static_cast<std::size_t>(end - begin));
 }
 
-// Scans while `accept` holds, at most `limit` characters; returns the stop.
+// Lengths count UTF-16 units on every platform, as the format's limits were
+// set where wide text is UTF-16: a character beyond U+FFFF counts two.
+std::ptrdiff_t units(wchar_t c) { return (static_cast<std::uint32_t>(c) >> 16) != 0 ? 2 : 1; }
+
+std::size_t lineUnits(const wchar_t* p, const wchar_t* end) {
+  const auto length = static_cast<std::size_t>(end - p);
+  if (sizeof(wchar_t) == 2 || 2 * length <= kMaxLineLength) return length;
+  std::size_t total = 0;
+  for (; p < end; ++p) total += static_cast<std::size_t>(units(*p));
+  return total;
+}
+
+// Scans while `accept` holds, at most `limit` units; returns the stop.
 template <class Accept>
-const wchar_t* scanRun(const wchar_t* p, const wchar_t* end, std::ptrdiff_t limit,
-                       Accept accept) {
-  const wchar_t* const stop = end - p > limit ? p + limit : end;
-  while (p < stop && accept(*p)) ++p;
+const wchar_t* scanRun(const wchar_t* p, const wchar_t* end, std::ptrdiff_t limit, Accept accept) {
+  for (std::ptrdiff_t used = 0; p < end && accept(*p); ++p) {
+    used += units(*p);
+    if (used > limit) break;
+  }
   return p;
 }
 
@@ -47,13 +64,12 @@ class LineReader {
     unsigned long lineNumber = 0;
     while (p < end) {
       ++lineNumber;
-      const wchar_t* lineEnd =
-          std::wmemchr(p, L'\n', static_cast<std::size_t>(end - p));
+      const wchar_t* lineEnd = std::wmemchr(p, L'\n', static_cast<std::size_t>(end - p));
       const wchar_t* const next = lineEnd ? lineEnd + 1 : end;
       if (!lineEnd) lineEnd = end;
-      if (static_cast<std::size_t>(lineEnd - p) > kMaxLineLength) {
-        QIM_ERROR("Skipping line " << lineNumber << " of " << toUtf8(fileName_)
-                                   << ": longer than " << kMaxLineLength << " characters");
+      if (lineUnits(p, lineEnd) > kMaxLineLength) {
+        QIM_ERROR("Skipping line " << lineNumber << " of " << toUtf8(fileName_) << ": longer than "
+                                   << kMaxLineLength << " characters");
       } else if (!header(p, lineEnd)) {
         entry(p, lineEnd);
       }
@@ -70,7 +86,7 @@ class LineReader {
         scanRun(p + 1, end, kMaxNameLength, [](wchar_t c) { return c != L']'; });
     if (nameEnd == p + 1) return false;
     Section& section = store_.obtain(trimmed(p + 1, nameEnd));
-    SectionStore::empty(section);
+    store_.empty(section);
     current_ = &section;
     return true;
   }
@@ -82,12 +98,13 @@ class LineReader {
         scanRun(p, end, kMaxNameLength, [](wchar_t c) { return c != L'='; });
     if (keyEnd == p || keyEnd == end || *keyEnd != L'=') return;
     const wchar_t* const valueBegin = keyEnd + 1;
-    const wchar_t* const valueEnd =
-        scanRun(valueBegin, end, end - valueBegin, [](wchar_t c) { return c != L'\r'; });
+    const wchar_t* valueEnd =
+        std::wmemchr(valueBegin, L'\r', static_cast<std::size_t>(end - valueBegin));
+    if (!valueEnd) valueEnd = end;
     if (valueEnd == valueBegin) return;
     // Entries before any header go to the section with the empty name.
-    if (!current_) current_ = &store_.obtain(std::wstring());
-    SectionStore::assign(*current_, trimmed(p, keyEnd), trimmed(valueBegin, valueEnd));
+    if (!current_) current_ = &store_.obtain(std::wstring_view());
+    store_.assign(*current_, trimmed(p, keyEnd), trimmed(valueBegin, valueEnd));
   }
 
   SectionStore& store_;
@@ -97,10 +114,9 @@ class LineReader {
 
 }  // namespace
 
-void parseSettingsText(const std::wstring& text, SectionStore& store,
-                       const std::wstring& fileName) {
+void parseSettingsText(std::wstring text, SectionStore& store, const std::wstring& fileName) {
   store.clear();
-  LineReader(store, fileName).read(text);
+  LineReader(store, fileName).read(store.adoptText(std::move(text)));
 }
 
 }  // namespace QIM::detail

@@ -12,9 +12,9 @@ namespace QIM::detail {
 inline constexpr std::size_t kMaxLineLength = 1023;
 
 /// Replaces the content of `store` by the sections and entries of `text`
-/// (wide text without NUL). A longer line than kMaxLineLength is skipped
-/// with one ERROR line naming `fileName` and the line's number.
-void parseSettingsText(const std::wstring& text, SectionStore& store,
-                       const std::wstring& fileName);
+/// (wide text without NUL), which the store keeps. A longer line than
+/// kMaxLineLength is skipped with one ERROR line naming `fileName` and the
+/// line's number.
+void parseSettingsText(std::wstring text, SectionStore& store, const std::wstring& fileName);
 
 }  // namespace QIM::detail

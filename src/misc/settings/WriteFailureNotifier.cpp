@@ -26,9 +26,9 @@ WriteFailureNotifier setWriteFailureNotifier(WriteFailureNotifier notifier) {
 namespace detail {
 
 void notifyWriteFailure(const std::wstring& path, bool accessDenied) {
-  const std::wstring text = path + L" could not be opened for writing. " +
-                            (accessDenied ? L"Check you have sufficient privileges."
-                                          : L"Check file actually exists.");
+  const std::wstring text =
+      path + L" could not be opened for writing. " +
+      (accessDenied ? L"Check you have sufficient privileges." : L"Check file actually exists.");
   WriteFailureNotifier notifier;
   {
     std::lock_guard<std::mutex> lock(notifierMutex);
