@@ -84,7 +84,8 @@ class QIMMISC_API VelderIni {
   bool fileDamaged() const { return fileDamaged_; }
 
   /// One setting as text: flags "1"/"0" (the key's own value, also for
-  /// NotFlag rows), ranges "low,high", lists joined by their delimiter.
+  /// NotFlag rows), ranges "low,high", lists joined by their delimiter. The
+  /// default is this object's: 0 for the plain SIP ports of a secure build.
   struct SettingValue {
     std::string key;
     std::wstring value;
@@ -151,7 +152,6 @@ class QIMMISC_API VelderIni {
  private:
   // The reading rules of each kind of row, in VelderIni.cpp.
   struct Reading;
-  friend struct Reading;
 
   void resetToDefaults();
   // Logs `line` on ERROR and keeps it for readMessages().

@@ -73,13 +73,18 @@ TEST_F(InstalledSettingsTest, AMissingMainSettingsFileLeavesEveryDefault) {
   QIMMiscApi::exit();
 }
 
-TEST_F(InstalledSettingsTest, ARereadOfAMissingFileRestoresTheDefaults) {
+TEST_F(InstalledSettingsTest, ARereadOfAMissingOrDamagedFileRestoresTheDefaults) {
   VelderIni settings;
   settings.readVelderIniFile(writeEnciphered("other.dat", "[VELDer]\nenableIM=0\n"));
   ASSERT_TRUE(settings.fileFound());
   ASSERT_FALSE(settings.getEnableIM());
   settings.readVelderIniFile(getVELDerIniPath());
   EXPECT_FALSE(settings.fileFound());
+  EXPECT_TRUE(settings.getEnableIM());
+  settings.readVelderIniFile(writeEnciphered("other.dat", "[VELDer]\nenableIM=0\n"));
+  settings.readVelderIniFile(writeData("damaged.dat", "xx\x7f"));  // more padding than text
+  EXPECT_TRUE(settings.fileFound());
+  EXPECT_TRUE(settings.fileDamaged());
   EXPECT_TRUE(settings.getEnableIM());
 }
 

@@ -2,17 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cwchar>
+#include <iterator>
 #include <map>
+#include <memory>
 #include <sstream>
-#include <thread>
 
 #include "TestSupport.h"
-#include "data/DataFolder.h"
-#include "qimmisc/EncryptionConfigurationFile.h"
-#include "qimmisc/QIMMiscApi.h"
+#include "qimmisc/BufferConfigurationFile.h"
 #include "qimmisc/StringUtils.h"
-#include "qimmisc/SystemPaths.h"
 
 namespace QIM::Data {
 namespace {
@@ -149,41 +146,33 @@ outlookPluginContextMenuControls=11111111111
 RTPportRange=50000,50089 mmPinLengthRange=1,20 CollabPortRange=50090,50100
 srtpCryptoSuites=AES_CM_128_HMAC_SHA1_80,AES_CM_128_HMAC_SHA1_32)");
 
-// An in-memory settings file that records the keys asked for. getInt
-// follows the interface: leading digits, else the default.
-class RecordingFile : public IConfigurationFile {
+// A settings file filled in memory that records the keys read from it.
+class RecordingFile : public BufferConfigurationFile {
  public:
-  explicit RecordingFile(std::map<std::wstring, std::wstring> values = {})
-      : values_(std::move(values)) {}
+  explicit RecordingFile(const std::map<std::wstring, std::wstring>& values = {}) {
+    for (const auto& [key, value] : values) setString(L"VELDer", key, value);
+  }
   std::vector<std::string> asked;
 
-  void loadConfigurationFile(const std::wstring&) override {}
   int getInt(const std::wstring& section, const std::wstring& key, int def) override {
-    const std::wstring text = getString(section, key, L"");
-    wchar_t* end = nullptr;
-    const long value = std::wcstol(text.c_str(), &end, 10);
-    return end == text.c_str() ? def : static_cast<int>(value);
+    record(section, key);
+    inGetInt_ = true;  // in case it reads through getString
+    const int value = BufferConfigurationFile::getInt(section, key, def);
+    inGetInt_ = false;
+    return value;
   }
   std::wstring getString(const std::wstring& section, const std::wstring& key,
                          std::wstring def) override {
-    EXPECT_EQ(section, L"VELDer");
-    asked.push_back(toUtf8(key));
-    const auto found = values_.find(key);
-    return found == values_.end() ? def : found->second;
+    if (!inGetInt_) record(section, key);
+    return BufferConfigurationFile::getString(section, key, std::move(def));
   }
-  void setInt(const std::wstring&, const std::wstring&, int) override {}
-  bool getBool(const std::wstring&, const std::wstring&, bool def) override { return def; }
-  void setBool(const std::wstring&, const std::wstring&, bool) override {}
-  void setString(const std::wstring&, const std::wstring&, std::wstring) override {}
-  void write(const std::wstring&) override {}
-  void write() override {}
-  void clearSection(const std::wstring&) override {}
-  void setSection(const std::wstring&, ConfigurationSection) override {}
-  ConfigurationSection getSection(const std::wstring&) override { return {}; }
-  std::vector<std::wstring> getSections() override { return {}; }
 
  private:
-  std::map<std::wstring, std::wstring> values_;
+  void record(const std::wstring& section, const std::wstring& key) {
+    EXPECT_EQ(section, L"VELDer");
+    asked.push_back(toUtf8(key));
+  }
+  bool inGetInt_ = false;
 };
 
 class VelderIniTest : public test::TracingTest {
@@ -191,7 +180,7 @@ class VelderIniTest : public test::TracingTest {
   // Reads `values` into a fresh object (a secure build's rules or not).
   VelderIni& read(std::map<std::wstring, std::wstring> values, bool secure = false) {
     ini_ = std::make_unique<VelderIni>(secure);
-    RecordingFile file(std::move(values));
+    RecordingFile file(values);
     ini_->readFrom(file);
     asked_ = file.asked;
     return *ini_;
