@@ -7,4 +7,8 @@
 
 namespace qimbench {
 std::size_t allocatedBytes();
+/// Heap bytes in use now (malloc and operator new alike), as the allocator
+/// sized the blocks, rounding and headers included; 0 where the C library
+/// cannot tell. For "bytes per loaded setting": read before and after a load.
+std::size_t liveBytes();
 }  // namespace qimbench

@@ -9,9 +9,10 @@ linux=(cmake ninja-build g++ make pkg-config libace-dev libcli11-dev
        libgtest-dev libgmock-dev googletest)
 extra=(libbenchmark-dev libspdlog-dev libboost-dev
        g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix
-       wine wine64 xvfb xauth dpkg-dev perl)
+       wine wine64 xvfb xauth dpkg-dev perl
+       clang-14 libclang-rt-14-dev      # libFuzzer builds of the fuzz targets
+       libinih-dev libsimpleini-dev)    # the settings benchmarks' peers
 linux+=(libsodium-dev)                 # in-memory encipherment of secrets
-extra+=(clang-14 libclang-rt-14-dev)   # libFuzzer builds of the fuzz targets
 
 want=("${linux[@]}")
 case "${1:-}" in

@@ -4,6 +4,8 @@ namespace qimtool {
 
 void addCommands(CLI::App& app, CommandBody& chosen) {
   addDoctorCommand(app, chosen);
+  addSettingsCommand(app, chosen);
+  addRingtonesCommand(app, chosen);
 }
 
 }  // namespace qimtool

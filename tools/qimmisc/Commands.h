@@ -26,5 +26,7 @@ void addCommands(CLI::App& app, CommandBody& chosen);
 
 // One per command, each defined in the command's own file.
 void addDoctorCommand(CLI::App& app, CommandBody& chosen);
+void addSettingsCommand(CLI::App& app, CommandBody& chosen);
+void addRingtonesCommand(CLI::App& app, CommandBody& chosen);
 
 }  // namespace qimtool

@@ -8,22 +8,15 @@
 
 #include "Commands.h"
 #include "Report.h"
+#include "SettingsFiles.h"
 #include "qimmisc/QIMMisc.h"
+#include "qimmisc/VelderIni.h"
 
 namespace qimtool {
 
 namespace {
 
 std::string narrow(const std::wstring& text) { return QIM::toUtf8(text); }
-
-std::filesystem::path toPath(const std::wstring& text) {
-#ifdef _WIN32
-  return std::filesystem::path(text);
-#else
-  const std::string utf8 = QIM::toUtf8(text);
-  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-#endif
-}
 
 Section buildSection() {
   QIM_ENTRY();
@@ -65,11 +58,34 @@ Section foldersSection() {
            folderCheck("user app data", QIM::Folder::UserAppData, false)}};
 }
 
+// The client starts with defaults when its main settings file is missing or
+// damaged, so neither stops it: both warn. Values the library rejected or
+// clamped warn too, each with the library's own line.
+Section mainSettingsSection() {
+  QIM_ENTRY();
+  const std::wstring path = QIM::Data::getVELDerIniPath();
+  QIM::Data::VelderIni settings;
+  settings.readVelderIniFile(path);
+  Check file{"main settings file", narrow(path), Verdict::Ok};
+  if (!settings.fileFound() || settings.fileDamaged()) {
+    file.verdict = Verdict::Warn;
+    file.note = settings.fileFound() ? "damaged: invalid padding count; every setting has its default"
+                                     : "not found; every setting has its default";
+  }
+  const std::vector<std::string>& messages = settings.readMessages();
+  Check values{"rejected or clamped", std::to_string(messages.size()),
+               messages.empty() ? Verdict::Ok : Verdict::Warn};
+  Section section{"Main settings", {file, values}};
+  for (const std::string& message : messages) section.checks.emplace_back("", message);
+  return section;
+}
+
 int runDoctor() {
   QIM_ENTRY();
   Report report;
   report.add(buildSection());
   report.add(foldersSection());
+  report.add(mainSettingsSection());
   std::cout << "QIM client environment report\n\n";
   report.print(std::cout);
   return report.failed() ? kExitProblems : kExitOk;
@@ -82,9 +98,11 @@ void addDoctorCommand(CLI::App& app, CommandBody& chosen) {
       app.add_subcommand("doctor", "Report the client's environment and what is wrong with it");
   doctor->footer(
       "Prints a report of the client's environment, section by section:\n"
-      "  Build     the library's build information\n"
-      "  Folders   the installation, user, documents and application data\n"
-      "            folders, and whether each exists\n"
+      "  Build          the library's build information\n"
+      "  Folders        the installation, user, documents and application data\n"
+      "                 folders, and whether each exists\n"
+      "  Main settings  the main settings file of the installation, whether it was\n"
+      "                 found, and the values the library rejected or clamped\n"
       "Each check is marked [ok], [warn] or [FAIL]; the exit code is 0 when\n"
       "nothing failed and 1 otherwise.\n"
       "\n"
