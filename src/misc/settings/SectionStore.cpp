@@ -8,8 +8,13 @@
 namespace QIM::detail {
 namespace {
 
-// The folding of stringCompareIgnoreCase, so the index agrees with it.
-wchar_t fold(wchar_t c) { return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c))); }
+// The folding of stringCompareIgnoreCase, so the index agrees with it. No
+// locale lowers an ASCII character other than A to Z (Turkish lowers I to a
+// dotless i), so only those, and the rest of Unicode, ask towlower.
+wchar_t fold(wchar_t c) {
+  if (c < 0x80 && (c < L'A' || c > L'Z')) return c;
+  return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c)));
+}
 
 bool foldEqual(std::wstring_view a, std::wstring_view b) {
   if (a.size() != b.size()) return false;

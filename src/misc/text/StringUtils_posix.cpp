@@ -65,6 +65,18 @@ std::size_t decodeUtf8(const std::string& utf8, wchar_t* out) {
   const auto* p = reinterpret_cast<const unsigned char*>(utf8.data());
   const auto* const end = p + utf8.size();
   while (p < end) {
+    // Runs of ASCII, the bulk of settings and paths, eight bytes at a time.
+    while (end - p >= 8) {
+      std::uint64_t block;
+      std::memcpy(&block, p, sizeof block);
+      if (block & 0x8080808080808080ull) break;
+      if (out) {
+        for (int i = 0; i < 8; ++i) out[n + i] = static_cast<wchar_t>(p[i]);
+      }
+      n += 8;
+      p += 8;
+    }
+    if (p == end) break;
     const unsigned lead = *p;
     std::size_t extra = 0;
     std::uint32_t cp = 0;
