@@ -126,6 +126,9 @@ TEST_F(VelderIniTest, EachValueIsCheckedAsRead) {
       {L"maxBadPings", L"1", L"1"},
       {L"maxBadPings", L"0", L"10", "Invalid maxBadPings setting: 0"},
       {L"IPChangeReConnectDelay", L"301000", L"301000"},
+      {L"IPChangeReConnectDelay", L"301001", L"301000",
+       "VELDer flag IPChangeReConnectDelay should be up to 301000 msecs, so 301000 is used "
+       "instead"},
       {L"IPChangeReConnectDelay", L"400000", L"301000",
        "VELDer flag IPChangeReConnectDelay should be up to 301000 msecs, so 301000 is used "
        "instead"},
