@@ -107,6 +107,8 @@ TEST_F(VelderIniTest, EachValueIsCheckedAsRead) {
     bool secure = false;
   };
   const wchar_t* const kSuites = L"AES_CM_128_HMAC_SHA1_80,AES_CM_128_HMAC_SHA1_32";
+  const char* const kTooLong =
+      "VELDer flag IPChangeReConnectDelay should be up to 301000 msecs, so 301000 is used instead";
   const Case cases[] = {
       // Only the number 1 sets a flag; text that is no number gives the default.
       {L"useTextPlainIM", L"1", L"1"},
@@ -126,12 +128,8 @@ TEST_F(VelderIniTest, EachValueIsCheckedAsRead) {
       {L"maxBadPings", L"1", L"1"},
       {L"maxBadPings", L"0", L"10", "Invalid maxBadPings setting: 0"},
       {L"IPChangeReConnectDelay", L"301000", L"301000"},
-      {L"IPChangeReConnectDelay", L"301001", L"301000",
-       "VELDer flag IPChangeReConnectDelay should be up to 301000 msecs, so 301000 is used "
-       "instead"},
-      {L"IPChangeReConnectDelay", L"400000", L"301000",
-       "VELDer flag IPChangeReConnectDelay should be up to 301000 msecs, so 301000 is used "
-       "instead"},
+      {L"IPChangeReConnectDelay", L"301001", L"301000", kTooLong},
+      {L"IPChangeReConnectDelay", L"400000", L"301000", kTooLong},
       {L"IPChangeReConnectDelay", L"-5", L"0",
        "VELDer flag IPChangeReConnectDelay could not be negative, so 0 is used instead"},
       // Ranges need exactly two whole numbers, rising.
