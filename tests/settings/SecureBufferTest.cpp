@@ -66,13 +66,11 @@ Bytes expectStoredAndRead(const std::basic_string<CharT>& value) {
 }
 
 TEST(SecureStringTest, StoresCountPayloadAndPaddingAndGivesTheValueBack) {
-  const std::string narrow[] = {"",
-                                "a",
-                                "abcd" /* count and payload fill one block */,
-                                "abcde",
-                                "twelve bytes",
-                                std::string("nul\0inside", 10),
-                                std::string(1000, 'x')};
+  // "abcd": count and payload fill one block exactly.
+  // clang-format off
+  const std::string narrow[] = {"", "a", "abcd", "abcde", "twelve bytes",
+                                std::string("nul\0inside", 10), std::string(1000, 'x')};
+  // clang-format on
   for (const std::string& value : narrow) {
     SCOPED_TRACE(::testing::PrintToString(value));
     const Bytes stored = expectStoredAndRead(value);
@@ -166,19 +164,13 @@ bool leavesNoTrace(Build build, const std::string& secret) {
 TEST(SelfCleanStringTest, InlineStorageIsWipedOnDestruction) {
   EXPECT_TRUE(leavesNoTrace([](QIM::SelfCleanString& s) { s = "shortpw"; }, "shortpw"));
   // A short value left behind when the string moved to the heap.
-  EXPECT_TRUE(leavesNoTrace(
-      [](QIM::SelfCleanString& s) {
-        s = "abcdefghijklm";
-        s.append(100, '-');
-      },
-      "ijklm"));
+  const auto grown = [](QIM::SelfCleanString& s) { s.assign("abcdefghijklm").append(100, '-'); };
+  EXPECT_TRUE(leavesNoTrace(grown, "ijklm"));
   // Moved out: the source's inline storage keeps its old bytes until then.
-  EXPECT_TRUE(leavesNoTrace(
-      [](QIM::SelfCleanString& s) {
-        s = "xyzsecret";
-        QIM::SelfCleanString taken(std::move(s));
-      },
-      "secret"));
+  const auto moved = [](QIM::SelfCleanString& s) {
+    const QIM::SelfCleanString taken(std::move(s = "xyzsecret"));
+  };
+  EXPECT_TRUE(leavesNoTrace(moved, "secret"));
 }
 
 }  // namespace
