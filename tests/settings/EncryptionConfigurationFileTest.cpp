@@ -15,12 +15,6 @@
 namespace QIM::test {
 namespace {
 
-using Key = std::uint32_t[4];
-
-// The development key's 32 digits, 5145494D4D697363204465764B657921, as
-// big-endian words.
-const Key kDevelopmentKey = {0x5145494Du, 0x4D697363u, 0x20446576u, 0x4B657921u};
-
 std::string bigEndian(std::uint64_t block) {
   std::string bytes(8, '\0');
   for (int i = 0; i < 8; ++i) bytes[i] = static_cast<char>(block >> (56 - 8 * i));
@@ -29,59 +23,36 @@ std::string bigEndian(std::uint64_t block) {
 
 unsigned char* bytesOf(std::string& s) { return reinterpret_cast<unsigned char*>(s.data()); }
 
-struct TeaVector {
-  std::uint32_t key[4];
-  std::uint64_t plain;
-  std::uint64_t cipher;
-};
-
-// Published vectors of Wheeler and Needham's reference code (big-endian).
-const TeaVector kTeaVectors[] = {
-    {{0, 0, 0, 0}, 0, 0x41ea3a0a94baa940ull},
-    {{~0u, ~0u, ~0u, ~0u}, ~0ull, 0x319bbefb016abdb2ull},
-    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu},
-     0x0123456789abcdefull,
-     0x126c6b92c0653a3eull},
-    {{0x00112233u, 0x44556677u, 0x8899aabbu, 0xccddeeffu},
-     0x67452301efcdab89ull,
-     0xd667cc4e10bf6eb0ull},
-    {{0xd94576cdu, 0x1a5f99e4u, 0x155dc7beu, 0xc5d33df2u},
-     0xd51399607f7aa9d7ull,
-     0x7d1eb12827ef2121ull},
-    {{0x07ef12bcu, 0x9d06d7dau, 0x20131116u, 0xb665e335u},
-     0x10b233473624ccd3ull,
-     0xae694e579daeff54ull},
-};
-
-TEST(TeaTest, MatchesPublishedVectors) {
-  for (const TeaVector& v : kTeaVectors) {
+TEST(TeaTest, MatchesPublishedVectorsAndRoundTrips) {
+  // Published vectors of Wheeler and Needham's reference code (big-endian).
+  const struct {
+    std::uint32_t key[4];
+    std::uint64_t plain, cipher;
+  } vectors[] = {
+      // clang-format off
+      {{0, 0, 0, 0}, 0, 0x41ea3a0a94baa940},
+      {{~0u, ~0u, ~0u, ~0u}, ~0ull, 0x319bbefb016abdb2},
+      {{0x00112233, 0x44556677, 0x8899aabb, 0xccddeeff}, 0x0123456789abcdef, 0x126c6b92c0653a3e},
+      {{0x00112233, 0x44556677, 0x8899aabb, 0xccddeeff}, 0x67452301efcdab89, 0xd667cc4e10bf6eb0},
+      {{0xd94576cd, 0x1a5f99e4, 0x155dc7be, 0xc5d33df2}, 0xd51399607f7aa9d7, 0x7d1eb12827ef2121},
+      {{0x07ef12bc, 0x9d06d7da, 0x20131116, 0xb665e335}, 0x10b233473624ccd3, 0xae694e579daeff54},
+      // clang-format on
+  };
+  for (const auto& v : vectors) {
     std::string block = bigEndian(v.plain);
     detail::teaEncipher(bytesOf(block), 8, v.key);
     EXPECT_EQ(block, bigEndian(v.cipher)) << std::hex << v.plain;
-    detail::teaDecipher(bytesOf(block), 8, v.key);
-    EXPECT_EQ(block, bigEndian(v.plain));
   }
-}
-
-TEST(TeaTest, RoundTripsWholeBlocksForAnyKey) {
-  std::mt19937 random(42);
-  for (int round = 0; round < 50; ++round) {
-    const Key key = {static_cast<std::uint32_t>(random()), static_cast<std::uint32_t>(random()),
-                     static_cast<std::uint32_t>(random()), static_cast<std::uint32_t>(random())};
-    const long length = static_cast<long>(random() % 70);
-    const long rounded = (length + 7) / 8 * 8;
-    std::string data(static_cast<std::size_t>(rounded) + 8, '\0');
-    for (char& c : data) c = static_cast<char>(random());
-    const std::string plain = data;
-    detail::teaEncipher(bytesOf(data), length, key);
-    // Only the blocks that hold `length` bytes change.
-    EXPECT_EQ(data.substr(static_cast<std::size_t>(rounded)),
-              plain.substr(static_cast<std::size_t>(rounded)));
-    if (length > 0) {
-      EXPECT_NE(data.substr(0, 8), plain.substr(0, 8));
-    }
-    detail::teaDecipher(bytesOf(data), length, key);
-    EXPECT_EQ(data, plain);
+  // Any length: the blocks that hold `length` bytes change, no others, and come back.
+  for (long length = 0; length <= 24; ++length) {
+    const auto rounded = static_cast<std::size_t>((length + 7) / 8 * 8);
+    const std::string plain(32, 'p');
+    std::string data = plain;
+    detail::teaEncipher(bytesOf(data), length, vectors[2].key);
+    EXPECT_EQ(data.substr(rounded), plain.substr(rounded)) << length;
+    EXPECT_TRUE(length == 0 || data.substr(rounded - 8, 8) != plain.substr(0, 8)) << length;
+    detail::teaDecipher(bytesOf(data), length, vectors[2].key);
+    EXPECT_EQ(data, plain) << length;
   }
 }
 
@@ -98,67 +69,44 @@ class EncryptionConfigurationFileTest : public TracingTest {
   EncryptionConfigurationFile file_;
 };
 
-TEST_F(EncryptionConfigurationFileTest, WholeBlockTextGetsNoPadding) {
-  file_.clearSection(L"ABCDEFGHIJKLM");  // "[ABCDEFGHIJKLM]\n": 16 bytes
-  file_.write(path_);
-  const std::string bytes = readBytes(path_);
-  ASSERT_EQ(bytes.size(), 17u);
-  EXPECT_EQ(bytes[16], '\0');
-  if (detail::settingsKeyIsDevelopment()) {
-    std::string expected = "[ABCDEFGHIJKLM]\n";
-    detail::teaEncipher(bytesOf(expected), 16, kDevelopmentKey);
-    EXPECT_EQ(bytes.substr(0, 16), expected);
-  }
-  EncryptionConfigurationFile again;
-  again.loadConfigurationFile(path_);
-  EXPECT_EQ(toUtf8(again.toText()), "[ABCDEFGHIJKLM]\n");
-}
-
 TEST_F(EncryptionConfigurationFileTest, PaddingByteCountsTheZeroBytes) {
-  file_.setString(L"S", L"k", L"v");        // "[S]\nk=v\n": 8 bytes
-  file_.setString(L"S", L"key", L"value");  // and 10 more
-  file_.write(path_);
-  const std::string bytes = readBytes(path_);
-  ASSERT_EQ(bytes.size(), 18u + 6 + 1);
-  EXPECT_EQ(bytes.back(), '\x06');
-  file_.setString(L"S", L"k", L"changed");
-  file_.loadConfigurationFile(path_);
-  EXPECT_EQ(text(), "[S]\nk=v\nkey=value\n");
-  EXPECT_FALSE(file_.lastLoadDamaged());
+  // The development key's 32 digits, 5145494D4D697363204465764B657921.
+  const std::uint32_t developmentKey[4] = {0x5145494Du, 0x4D697363u, 0x20446576u, 0x4B657921u};
+  const std::pair<std::string, char> cases[] = {{"[ABCDEFGHIJKLM]\n", 0},  // whole blocks
+                                                {"[S]\nk=v\nkey=value\n", 6}};
+  for (const auto& [plain, count] : cases) {
+    writeBytes(folder_.path("plain.ini"), plain);
+    file_.encryptIniFile(folder_.path("plain.ini"), path_);
+    std::string expected = plain + std::string(static_cast<std::size_t>(count), '\0');
+    const std::string bytes = readBytes(path_);
+    ASSERT_EQ(bytes.size(), expected.size() + 1) << plain;
+    EXPECT_EQ(bytes.back(), count);
+    if (detail::settingsKeyIsDevelopment()) {
+      detail::teaEncipher(bytesOf(expected), static_cast<long>(expected.size()), developmentKey);
+      EXPECT_EQ(bytes, expected + count);
+    }
+    EncryptionConfigurationFile again;
+    again.loadConfigurationFile(path_);
+    EXPECT_EQ(toUtf8(again.toText()), plain);
+    EXPECT_FALSE(again.lastLoadDamaged());
+  }
 }
 
-struct DamageCase {
-  const char* name;
-  std::string bytes;
-  bool damaged;
-  std::string written;  // what the object holds afterwards
-};
-
-void PrintTo(const DamageCase& c, std::ostream* os) { *os << c.name; }
-
-const std::string kKept = "[Keep]\nk=v\n";
-const DamageCase kDamageCases[] = {
-    {"empty_file_keeps_sections", "", false, kKept},
-    {"single_zero_is_empty", std::string(1, '\0'), false, ""},
-    {"single_one", "\x01", true, kKept},
-    {"count_beyond_ciphertext", std::string(7, 'x') + "\x08", true, kKept},
-    {"negative_count", std::string(8, 'x') + "\x80", true, kKept},
-    {"count_255", std::string(8, 'x') + "\xFF", true, kKept},
-};
-
-class DamageTest : public EncryptionConfigurationFileTest,
-                   public ::testing::WithParamInterface<DamageCase> {};
-
-TEST_P(DamageTest, PaddingCountIsChecked) {
-  file_.setString(L"Keep", L"k", L"v");
-  loadBytes(GetParam().bytes);
-  EXPECT_EQ(file_.lastLoadDamaged(), GetParam().damaged);
-  EXPECT_EQ(sink_.contains("invalid padding count"), GetParam().damaged);
-  EXPECT_EQ(text(), GetParam().written);
+TEST_F(EncryptionConfigurationFileTest, PaddingCountIsChecked) {
+  const std::string x7(7, 'x'), x8(8, 'x');
+  // Each file with whether it is damaged.
+  const std::pair<std::string, bool> cases[] = {{"", false},         {std::string(1, '\0'), false},
+                                                {"\x01", true},      {x7 + "\x08", true},
+                                                {x8 + "\x80", true}, {x8 + "\xFF", true}};
+  for (const auto& [bytes, damaged] : cases) {
+    sink_.clear();
+    file_.setString(L"Keep", L"k", L"v");
+    loadBytes(bytes);
+    EXPECT_EQ(file_.lastLoadDamaged(), damaged) << bytes.size();
+    EXPECT_EQ(sink_.contains("invalid padding count"), damaged) << bytes.size();
+    EXPECT_EQ(text(), bytes.size() == 1 && !damaged ? "" : "[Keep]\nk=v\n") << bytes.size();
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Files, DamageTest, ::testing::ValuesIn(kDamageCases),
-                         [](const auto& param) { return std::string(param.param.name); });
 
 TEST_F(EncryptionConfigurationFileTest, DamagedOrMissingFilesNeverCrash) {
   for (int i = 0; i < 40; ++i) file_.setInt(L"S", L"k" + std::to_wstring(i), i);
@@ -182,22 +130,16 @@ TEST_F(EncryptionConfigurationFileTest, SamplesMatchOnEveryPlatform) {
   if (!detail::settingsKeyIsDevelopment()) {
     GTEST_SKIP() << "built with a private key; the samples are enciphered with the development key";
   }
-  file_.encryptIniFile(sampleFile("sample.ini"), path_);
-  EXPECT_EQ(readBytes(path_), readBytes(sampleFile("sample.dat")));
-
-  EncryptionConfigurationFile sample;
-  sample.loadConfigurationFile(sampleFile("sample.dat"));
-  EXPECT_FALSE(sample.lastLoadDamaged());
-  EXPECT_EQ(sample.getString(L"general", L"language", L""), L"fran\u00e7ais");
-  EXPECT_EQ(sample.getString(L"General", L"Greeting", L""),
+  const std::wstring data = std::filesystem::path(QIMMISC_SETTINGS_TEST_DATA).wstring() + L"/";
+  file_.encryptIniFile(data + L"sample.ini", path_);
+  EXPECT_EQ(readBytes(path_), readBytes(data + L"sample.dat"));
+  file_.loadConfigurationFile(data + L"sample.dat");
+  EXPECT_FALSE(file_.lastLoadDamaged());
+  EXPECT_EQ(file_.getString(L"General", L"Greeting", L""),
             L"Gr\u00fc\u00df Gott \u2014 \u3053\u3093\u306b\u3061\u306f \U0001F600");
-  EXPECT_EQ(sample.getInt(L"Network", L"Port", 0), 5060);
-  EXPECT_TRUE(sample.getBool(L"Network", L"UseTLS", false));
-  EXPECT_EQ(sample.getString(L"\u03a9mega", L"Name", L""),
-            L"\u0395\u03bb\u03bb\u03b7\u03bd\u03b9\u03ba\u03ac");
   BufferConfigurationFile plain;
-  plain.loadConfigurationFile(sampleFile("sample.ini"));
-  EXPECT_EQ(sample.toText(), plain.toText());
+  plain.loadConfigurationFile(data + L"sample.ini");
+  EXPECT_EQ(file_.toText(), plain.toText());
 }
 
 }  // namespace
