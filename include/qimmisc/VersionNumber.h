@@ -32,7 +32,8 @@ class QIMMISC_API VersionNumber {
   explicit VersionNumber(const std::wstring& text);
 
   /// Replaces every component with those read from `text`, writing
-  /// "numTxt=" + text on the "VERSION" channel first.
+  /// "numTxt=" + text (as UTF-8; nothing after "=" for text that does not
+  /// convert) on the "VERSION" channel first.
   void set(const std::wstring& text);
 
   /// The components in decimal joined by "."; "" for no components. Parsing
