@@ -1,0 +1,24 @@
+// A language folder of the tests' own, made fresh for each test and given
+// to the resources manager; the manager's folder and language are restored
+// afterwards. Trace lines go to sink_.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "TestSupport.h"
+
+namespace QIM::test {
+
+class LanguageFolderTest : public TracingTest {
+ protected:
+  LanguageFolderTest();
+  ~LanguageFolderTest() override;
+
+  /// Writes "<code>.properties" with `content` (bytes as given).
+  void writeLanguage(const std::string& code, const std::string& content);
+
+  std::filesystem::path folder_;
+};
+
+}  // namespace QIM::test
