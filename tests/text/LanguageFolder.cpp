@@ -6,13 +6,10 @@
 
 namespace QIM::test {
 
-LanguageFolderTest::LanguageFolderTest() {
-  const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-  std::string name = std::string("qimmisc_lang_") + info->test_suite_name() + "_" + info->name();
-  for (char& c : name) {
-    if (c == '/') c = '_';  // parameterized names
-  }
-  folder_ = std::filesystem::path(::testing::TempDir()) / name;
+LanguageFolderTest::LanguageFolderTest()
+    : folder_(std::filesystem::path(::testing::TempDir()) /
+              (std::string("qimmisc_lang_") +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name())) {
   std::filesystem::remove_all(folder_);
   std::filesystem::create_directories(folder_);
   ResourcesManager::instance().setLanguageFolder(folder_.wstring());

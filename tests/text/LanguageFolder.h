@@ -1,6 +1,5 @@
-// A language folder of the tests' own, made fresh for each test and given
-// to the resources manager; the manager's folder and language are restored
-// afterwards. Trace lines go to sink_.
+// A fresh language folder for each test, given to the resources manager,
+// whose folder and language are restored afterwards. Trace lines go to sink_.
 #pragma once
 
 #include <filesystem>
@@ -14,10 +13,8 @@ class LanguageFolderTest : public TracingTest {
  protected:
   LanguageFolderTest();
   ~LanguageFolderTest() override;
-
-  /// Writes "<code>.properties" with `content` (bytes as given).
+  /// Writes "<code>.properties" with `content`.
   void writeLanguage(const std::string& code, const std::string& content);
-
   std::filesystem::path folder_;
 };
 
