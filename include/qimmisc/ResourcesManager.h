@@ -10,9 +10,10 @@
 // carriage return ending a value is dropped); in a key that occurs twice
 // the later line wins.
 //
-// The current language is "en" until setCurrentLanguage chooses another;
-// the host sets it at start-up, typically from the main settings'
-// "defaultLanguage". A string missing from the current language, or a
+// The current language is "en" until setCurrentLanguage or
+// chooseLanguage chooses another; the host calls chooseLanguage with the
+// main settings (VelderIni::instance()) once they are read, so their
+// "defaultLanguage" applies. A string missing from the current language, or a
 // current language without a file, falls back to "en" (kFallbackLanguage);
 // a string missing there too is empty.
 //
@@ -29,6 +30,10 @@
 #include "qimmisc/Export.h"
 
 namespace QIM {
+
+namespace Data {
+class VelderIni;
+}
 
 class QIMMISC_API ResourcesManager {
  public:
@@ -56,6 +61,10 @@ class QIMMISC_API ResourcesManager {
   /// Chooses the current language (a code such as "de" or "zh_CN"); an
   /// empty code chooses the fallback language.
   void setCurrentLanguage(const std::string& code);
+
+  /// Chooses the main settings' "defaultLanguage" (from wide to UTF-8);
+  /// when that is empty, the fallback language.
+  void chooseLanguage(const Data::VelderIni& settings);
 
   /// Reads language files from `folder` (with or without a trailing
   /// separator) from now on; an empty folder restores the default.

@@ -4,7 +4,9 @@
 
 #include <string>
 
+#include "qimmisc/BufferConfigurationFile.h"
 #include "qimmisc/SystemPaths.h"
+#include "qimmisc/VelderIni.h"
 #include "text/LanguageFolder.h"
 
 namespace QIM {
@@ -48,6 +50,17 @@ TEST_F(Resources, SupportedLanguagesAndCodes) {
   EXPECT_EQ(resources_.getCurrentLanguageCode(true), "en");
   resources_.setCurrentLanguage("");
   EXPECT_EQ(resources_.getCurrentLanguageCode(false), "en");
+}
+
+TEST_F(Resources, LanguageFromTheMainSettings) {
+  for (const wchar_t* configured : {L"de", L""}) {
+    BufferConfigurationFile file;
+    file.setString(L"VELDer", L"defaultLanguage", configured);
+    Data::VelderIni settings(false);
+    settings.readFrom(file);
+    resources_.chooseLanguage(settings);
+    EXPECT_EQ(resources_.getString(L"A"), *configured ? L"deutsch a" : L"english a");
+  }
 }
 
 TEST_F(Resources, FolderChoice) {

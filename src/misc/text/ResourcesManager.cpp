@@ -9,6 +9,7 @@
 #include "qimmisc/StringUtils.h"
 #include "qimmisc/SystemPaths.h"
 #include "qimmisc/Trace.h"
+#include "qimmisc/VelderIni.h"
 
 namespace QIM {
 
@@ -78,6 +79,10 @@ bool ResourcesManager::isLanguageSupported(std::wstring code) {
 void ResourcesManager::setCurrentLanguage(const std::string& code) {
   ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
   language_ = code.empty() ? kFallbackLanguage : code;
+}
+
+void ResourcesManager::chooseLanguage(const Data::VelderIni& settings) {
+  setCurrentLanguage(toUtf8(settings.getDefaultLanguage()));
 }
 
 void ResourcesManager::setLanguageFolder(const std::wstring& folder) {
