@@ -47,8 +47,4 @@ class QIMMISC_API IJavaResourceSink {
 /// may then have been read beyond that entry's line.
 QIMMISC_API bool parseJavaResources(std::istream& input, IJavaResourceSink& sink);
 
-/// Decodes one value's escapes as parseJavaResources does (no blank
-/// skipping); for callers that hold the text already.
-QIMMISC_API std::wstring decodeJavaResourceValue(const char* begin, const char* end);
-
 }  // namespace QIM

@@ -33,61 +33,63 @@ long unicodeEscapeAt(const char* p, const char* end) {
 bool isHighSurrogate(long unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool isLowSurrogate(long unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-// One line without its line feed; false when the sink refuses its entry.
-bool parseLine(const char* begin, const char* end, IJavaResourceSink& sink, std::string& key) {
-  if (begin == end || *begin == '#') return true;
-  const char* equals = static_cast<const char*>(std::memchr(begin, '=', end - begin));
-  if (equals == nullptr) return true;
-  const char* value = equals + 1;
-  while (value != end && *value == ' ') ++value;
-  if (value == end) return true;
-  key.assign(begin, equals);
-  return sink.addResource(key, decodeJavaResourceValue(value, end));
-}
-
-}  // namespace
-
-// One pass, left to right: "\n" and "\t" yield characters that cannot start
-// or complete another escape, so this gives what replacing each escape kind
+// Decodes into `out`, whose storage is reused from line to line: the decoded
+// text is never longer than the bytes, so it is sized once and trimmed. One
+// pass, left to right: "\n" and "\t" yield characters that cannot start or
+// complete another escape, so this gives what replacing each escape kind
 // everywhere in turn gives.
-std::wstring decodeJavaResourceValue(const char* begin, const char* end) {
-  std::wstring out;
-  out.reserve(static_cast<std::size_t>(end - begin));
+void decodeInto(const char* begin, const char* end, std::wstring& out) {
+  out.resize(static_cast<std::size_t>(end - begin));
+  wchar_t* to = out.data();
   const char* p = begin;
   while (p != end) {
     const char* backslash = static_cast<const char*>(std::memchr(p, '\\', end - p));
     const char* plainEnd = backslash == nullptr ? end : backslash;
-    for (; p != plainEnd; ++p) out.push_back(static_cast<wchar_t>(static_cast<unsigned char>(*p)));
+    for (; p != plainEnd; ++p) *to++ = static_cast<wchar_t>(static_cast<unsigned char>(*p));
     if (p == end) break;
-    if (end - p >= 2 && p[1] == 'n') {
-      out.push_back(L'\n');
-      p += 2;
-    } else if (end - p >= 2 && p[1] == 't') {
-      out.push_back(L'\t');
+    if (end - p >= 2 && (p[1] == 'n' || p[1] == 't')) {
+      *to++ = p[1] == 'n' ? L'\n' : L'\t';
       p += 2;
     } else if (const long unit = unicodeEscapeAt(p, end); unit >= 0) {
       p += 6;
       long low = -1;
       if (sizeof(wchar_t) > 2 && isHighSurrogate(unit) &&
           isLowSurrogate(low = unicodeEscapeAt(p, end))) {
-        out.push_back(static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00)));
+        *to++ = static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
         p += 6;
       } else {
-        out.push_back(static_cast<wchar_t>(unit));
+        *to++ = static_cast<wchar_t>(unit);
       }
     } else {
-      out.push_back(L'\\');
+      *to++ = L'\\';
       ++p;
     }
   }
-  return out;
+  out.resize(static_cast<std::size_t>(to - out.data()));
 }
+
+// One line without its line feed; false when the sink refuses its entry.
+bool parseLine(const char* begin, const char* end, IJavaResourceSink& sink, std::string& key,
+               std::wstring& value) {
+  if (begin == end || *begin == '#') return true;
+  const char* equals = static_cast<const char*>(std::memchr(begin, '=', end - begin));
+  if (equals == nullptr) return true;
+  const char* text = equals + 1;
+  while (text != end && *text == ' ') ++text;
+  if (text == end) return true;
+  key.assign(begin, equals);
+  decodeInto(text, end, value);
+  return sink.addResource(key, value);
+}
+
+}  // namespace
 
 bool parseJavaResources(std::istream& input, IJavaResourceSink& sink) {
   // Read in large blocks and split here: far cheaper than a getline per line.
   std::vector<char> buffer(kChunk);
   std::size_t held = 0;  // bytes of an unfinished line at the buffer's start
   std::string key;
+  std::wstring value;
   while (input) {
     if (held == buffer.size()) buffer.resize(buffer.size() * 2);  // a very long line
     input.read(buffer.data() + held, static_cast<std::streamsize>(buffer.size() - held));
@@ -95,14 +97,14 @@ bool parseJavaResources(std::istream& input, IJavaResourceSink& sink) {
     const char* line = buffer.data();
     const char* end = buffer.data() + filled;
     while (const char* feed = static_cast<const char*>(std::memchr(line, '\n', end - line))) {
-      if (!parseLine(line, feed, sink, key)) return false;
+      if (!parseLine(line, feed, sink, key, value)) return false;
       line = feed + 1;
     }
     held = static_cast<std::size_t>(end - line);
     std::memmove(buffer.data(), line, held);
   }
   // The last line needs no line feed.
-  return parseLine(buffer.data(), buffer.data() + held, sink, key);
+  return parseLine(buffer.data(), buffer.data() + held, sink, key, value);
 }
 
 }  // namespace QIM
