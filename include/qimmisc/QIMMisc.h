@@ -29,3 +29,5 @@
 #include "qimmisc/functor.h"
 #include "qimmisc/VelderIni.h"
 #include "qimmisc/RingtoneIni.h"
+#include "qimmisc/NetUtils.h"
+#include "qimmisc/FullSipAddress.h"
