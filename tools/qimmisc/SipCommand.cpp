@@ -116,9 +116,11 @@ void addSipCommand(CLI::App& app, CommandBody& chosen) {
   const auto args = std::make_shared<SipArguments>();
   const auto addSettingsOptions = [args](CLI::App* command) {
     command->add_option("--settings", args->settingsFile,
-                        "the enciphered main settings file (default: the installation's)");
+                        "the enciphered main settings file (default: the installation's)")
+        ->type_name("FILE");
     args->stripPrefixOptions.push_back(command->add_option(
-        "--strip-prefix", args->stripPrefix, "prefixes to cut, ';'-separated (\"\" for none)"));
+        "--strip-prefix", args->stripPrefix, "prefixes to cut, ';'-separated (\"\" for none)")
+            ->type_name("LIST"));
   };
 
   CLI::App* normalize = sip->add_subcommand("normalize", "Print a dialled number as the client cleans it");

@@ -10,21 +10,32 @@
 
 namespace QIM {
 
-FullSipAddress::FullSipAddress() : protocol(Sip) {}
+FullSipAddress::FullSipAddress() : protocol(Sip) { QIM_ENTRY(); }
 
 FullSipAddress::FullSipAddress(const std::wstring& text, SipAddressProtocol proto)
-    : address(text), protocol(proto) {}
+    : address(text), protocol(proto) {
+  QIM_ENTRY();
+}
 
 FullSipAddress::FullSipAddress(const std::string& text, SipAddressProtocol proto)
-    : address(fromUtf8(text)), protocol(proto) {}
+    : address(fromUtf8(text)), protocol(proto) {
+  QIM_ENTRY();
+}
 
 FullSipAddress::FullSipAddress(const std::wstring& text)
-    : address(text), protocol(getSipUrlScheme(text)) {}
+    : address(text), protocol(getSipUrlScheme(text)) {
+  QIM_ENTRY();
+}
 
 FullSipAddress::FullSipAddress(const std::string& text)
-    : address(fromUtf8(text)), protocol(getSipUrlScheme(text)) {}
+    : address(fromUtf8(text)), protocol(getSipUrlScheme(text)) {
+  QIM_ENTRY();
+}
 
-FullSipAddress::FullSipAddress(const FullSipAddress& other) = default;
+FullSipAddress::FullSipAddress(const FullSipAddress& other)
+    : address(other.address), protocol(other.protocol) {
+  QIM_ENTRY();
+}
 
 FullSipAddress& FullSipAddress::operator=(const FullSipAddress& other) {
   QIM_ENTRY();
@@ -57,10 +68,12 @@ std::wstring FullSipAddress::getFullSipAddress() const {
 }
 
 std::wostream& operator<<(std::wostream& out, const FullSipAddress& address) {
+  QIM_ENTRY();
   return out << address.getFullSipAddress();
 }
 
 std::ostream& operator<<(std::ostream& out, const FullSipAddress& address) {
+  QIM_ENTRY();
   return out << toUtf8(address.getFullSipAddress());
 }
 
