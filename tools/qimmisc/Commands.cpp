@@ -6,6 +6,7 @@ void addCommands(CLI::App& app, CommandBody& chosen) {
   addDoctorCommand(app, chosen);
   addSettingsCommand(app, chosen);
   addRingtonesCommand(app, chosen);
+  addSipCommand(app, chosen);
 }
 
 }  // namespace qimtool

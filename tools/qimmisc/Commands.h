@@ -28,5 +28,6 @@ void addCommands(CLI::App& app, CommandBody& chosen);
 void addDoctorCommand(CLI::App& app, CommandBody& chosen);
 void addSettingsCommand(CLI::App& app, CommandBody& chosen);
 void addRingtonesCommand(CLI::App& app, CommandBody& chosen);
+void addSipCommand(CLI::App& app, CommandBody& chosen);
 
 }  // namespace qimtool

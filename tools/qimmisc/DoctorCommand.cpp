@@ -61,11 +61,8 @@ Section foldersSection() {
 // The client starts with defaults when its main settings file is missing or
 // damaged, so neither stops it: both warn. Values the library rejected or
 // clamped warn too, each with the library's own line.
-Section mainSettingsSection() {
+Section mainSettingsSection(const std::wstring& path, const QIM::Data::VelderIni& settings) {
   QIM_ENTRY();
-  const std::wstring path = QIM::Data::getVELDerIniPath();
-  QIM::Data::VelderIni settings;
-  settings.readVelderIniFile(path);
   Check file{"main settings file", narrow(path), Verdict::Ok};
   if (!settings.fileFound() || settings.fileDamaged()) {
     file.verdict = Verdict::Warn;
@@ -80,12 +77,41 @@ Section mainSettingsSection() {
   return section;
 }
 
+// An address setting the client dials or registers with: unset is fine, one
+// that is not user or user@domain (after its scheme) warns.
+Check sipAddressCheck(const std::string& label, const std::wstring& value) {
+  QIM_ENTRY("label=" << label);
+  Check check{label, narrow(value), Verdict::Ok};
+  std::wstring user, domain;
+  if (value.empty()) {
+    check.verdict = Verdict::Info;
+    check.value = "(not set)";
+  } else if (!QIM::parseUserAndDomain(QIM::removeSipUrlScheme(value), user, domain)) {
+    check.verdict = Verdict::Warn;
+    check.note = "does not parse as a SIP address (user or user@domain)";
+  }
+  return check;
+}
+
+Section sipSection(const QIM::Data::VelderIni& settings) {
+  QIM_ENTRY();
+  const std::wstring& prefixes = settings.getStripPrefix();
+  return {"SIP",
+          {{"strip prefixes", prefixes.empty() ? "(none)" : narrow(prefixes)},
+           sipAddressCheck("proxy", settings.getProxy()),
+           sipAddressCheck("domain", settings.getDomainName())}};
+}
+
 int runDoctor() {
   QIM_ENTRY();
+  const std::wstring path = QIM::Data::getVELDerIniPath();
+  QIM::Data::VelderIni settings;
+  settings.readVelderIniFile(path);
   Report report;
   report.add(buildSection());
   report.add(foldersSection());
-  report.add(mainSettingsSection());
+  report.add(mainSettingsSection(path, settings));
+  report.add(sipSection(settings));
   std::cout << "QIM client environment report\n\n";
   report.print(std::cout);
   return report.failed() ? kExitProblems : kExitOk;
@@ -103,6 +129,8 @@ void addDoctorCommand(CLI::App& app, CommandBody& chosen) {
       "                 folders, and whether each exists\n"
       "  Main settings  the main settings file of the installation, whether it was\n"
       "                 found, and the values the library rejected or clamped\n"
+      "  SIP            the dialling prefixes cut from numbers, and whether the\n"
+      "                 proxy and domain settings parse as SIP addresses\n"
       "Each check is marked [ok], [warn] or [FAIL]; the exit code is 0 when\n"
       "nothing failed and 1 otherwise.\n"
       "\n"
