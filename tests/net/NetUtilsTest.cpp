@@ -96,7 +96,7 @@ TEST(NetUtilsTest, ParseAndCompareUserAndDomain) {
   }
 }
 
-TEST(NetUtilsTest, NormalizeAndClassifyNumbers) {
+TEST(NetUtilsTest, NumbersAndCallpark) {
   const std::tuple<std::wstring, std::wstring, std::wstring> normalized[] = {
       {L"9 (613) 555.0100", L"9;613", L"5550100"}, {L"9 (613) 555.0100", L"613;9", L"6135550100"},
       {L"9 (613) 555.0100", L"", L"96135550100"},  {L"9 (613) 555.0100", L";9;", L"6135550100"},
@@ -106,47 +106,39 @@ TEST(NetUtilsTest, NormalizeAndClassifyNumbers) {
   for (const auto& [number, stripPrefix, expected] : normalized) {
     EXPECT_EQ(normalizePhoneNumber(number, stripPrefix), expected) << toUtf8(number);
   }
-  const std::pair<std::wstring, bool> pstns[] = {
-      {L"", false}, {L"*67", false}, {L"#1", false}, {L"+1-613-555-0100", true}, {L"12+34", true},
-      {L"sip:+1 (613) 555-0100@host;user=phone", true}, {L"alice@host", false},
-      {L"tel:5550100", true}, {L"5550100;ext=2", true}, {L"1" + kLone, false},
-      {L"\u0661\u0662", false},  // non-ASCII digits are not dialable
+
+  EXPECT_EQ(getSpecialCallparkUsername(), L"callpark");
+  EXPECT_EQ(&getSpecialCallparkUsername(), &getSpecialCallparkUsername());
+  // What the text is: a p(STN number), a g(lobal tel URI), a c(all-park service).
+  const std::pair<std::wstring, std::string> rows[] = {
+      {L"", ""}, {L"*67", ""}, {L"#1", ""}, {L"+1-613-555-0100", "p"}, {L"12+34", "p"},
+      {L"alice@host", ""}, {L"sip:+1 (613) 555-0100@host;user=phone", "p"}, {L"5550100;ext=2", "p"},
+      {L"\u0661\u0662", ""},  // non-ASCII digits are not dialable
+      {L"1" + kLone, ""}, {L"tel:+" + kLone, ""}, {L"tel:+1*2", ""}, {L"tel:+16135550100", "pg"},
+      {L"TEL:+1-613-555-0100;ext=2", "pg"}, {L"tel:6135550100", "p"}, {L"tel:+", "p"},
+      {L"tel:+1", "pg"}, {L"tel:+1+2", "p"}, {L"sip:+16135550100", "p"}, {L"callpark", ""},
+      {L"sip:callpark@host", "c"}, {L"sip:CallPark@host", ""}, {L"\u00e9callpark@", "c"},
+      {L"sip:42@host;service=callpark", "pc"}, {L"sip:42@host;service=CALLPARK", "p"},
+      {kLone + L"callpark@", "c"}, {kLone, ""},
   };
-  for (const auto& [text, pstn] : pstns) {
-    EXPECT_EQ(isPstnNumber(text, L""), pstn) << toUtf8(text);
+  for (const auto& [text, is] : rows) {
+    SCOPED_TRACE(toUtf8(text));
+    EXPECT_EQ(isPstnNumber(text, L""), is.find('p') != std::string::npos);
+    EXPECT_EQ(isGlobalTelURI(text, L""), is.find('g') != std::string::npos);
+    EXPECT_EQ(isCallparkService(text), is.find('c') != std::string::npos);
+    if (!toUtf8(text).empty()) {
+      EXPECT_EQ(isCallparkService(toUtf8(text)), is.find('c') != std::string::npos);
+    }
   }
   // A prefix list that eats the whole number leaves nothing to dial.
   EXPECT_FALSE(isPstnNumber(L"9", L"9"));
-  const std::pair<std::wstring, bool> globals[] = {
-      {L"tel:+16135550100", true}, {L"TEL:+1-613-555-0100;ext=2", true}, {L"tel:6135550100", false},
-      {L"tel:+", false}, {L"tel:+1", true}, {L"tel:+1+2", false}, {L"tel:+1*2", false},
-      {L"sip:+16135550100", false}, {L"", false}, {L"tel:+" + kLone, false},
-  };
-  for (const auto& [uri, global] : globals) {
-    EXPECT_EQ(isGlobalTelURI(uri, L""), global) << toUtf8(uri);
-  }
-}
-
-TEST(NetUtilsTest, Callpark) {
-  EXPECT_EQ(getSpecialCallparkUsername(), L"callpark");
-  EXPECT_EQ(&getSpecialCallparkUsername(), &getSpecialCallparkUsername());
-  const std::pair<std::wstring, bool> rows[] = {
-      {L"sip:callpark@host", true}, {L"sip:CallPark@host", false},
-      {L"sip:42@host;service=callpark", true}, {L"sip:42@host;service=CALLPARK", false},
-      {L"callpark", false}, {L"", false}, {L"\u00e9callpark@", true},
-      {kLone + L"callpark@", true}, {kLone, false},
-  };
-  for (const auto& [text, expected] : rows) {
-    EXPECT_EQ(isCallparkService(text), expected) << toUtf8(text);
-    if (!toUtf8(text).empty()) EXPECT_EQ(isCallparkService(toUtf8(text)), expected);
-  }
 }
 
 TEST(NetUtilsTest, UrlKinds) {
   // Kind: w(eb), m(ail), s(ip), t(el), f(ile) or '-' for none.
   const std::tuple<std::wstring, std::wstring, char> rows[] = {
-      {L"HTTPS://x", L"https", 'w'}, {L"http:" + kLone, L"http", 'w'}, {L"httpx://x", L"httpx", '-'},
-      {L"mailto:a@b", L"mailto", 'm'}, {L"SIPS:a@b", L"sips", 's'}, {L"sip:a@b", L"sip", 's'},
+      {L"HTTPS://x", L"https", 'w'}, {L"http:" + kLone, L"http", 'w'}, {L"sip:a@b", L"sip", 's'},
+      {L"httpx://x", L"httpx", '-'}, {L"mailto:a@b", L"mailto", 'm'}, {L"SIPS:a@b", L"sips", 's'},
       {L"tel:+1", L"tel", 't'}, {L"file:///tmp/x", L"file", 'f'}, {L"file", L"", '-'},
       {L"FILE://host/share/x", L"file", 'f'}, {L"", L"", '-'}, {L":x", L"", '-'},
       {L"\u00e9:x", L"\u00e9", '-'}, {kLone + L":x", kLone, '-'},
@@ -155,9 +147,9 @@ TEST(NetUtilsTest, UrlKinds) {
     SCOPED_TRACE(toUtf8(wideUrl));
     const auto check = [kind](const auto& url, const auto& protocol) {
       EXPECT_EQ(getUrlProtocol(url), protocol);
-      const bool says[] = {isWebUrl(url), isMailUrl(url), isSipUrl(url), isTelUrl(url),
-                           isFileUrl(url)};
-      for (int i = 0; i < 5; ++i) EXPECT_EQ(says[i], kind == "wmstf"[i]) << "wmstf"[i];
+      const bool is[] = {isWebUrl(url), isMailUrl(url), isSipUrl(url), isTelUrl(url),
+                         isFileUrl(url)};
+      for (int i = 0; i < 5; ++i) EXPECT_EQ(is[i], kind == "wmstf"[i]) << "wmstf"[i];
     };
     check(wideUrl, wideProtocol);
     if (!toUtf8(wideUrl).empty()) check(toUtf8(wideUrl), toUtf8(wideProtocol));
@@ -173,12 +165,10 @@ TEST_F(NetUtilsSettingsTest, WithoutMainSettingsNoPrefixIsCut) {
 }
 
 TEST(NetUtilsTest, LazyConstantsSurviveARaceOnFirstUse) {
+  const auto firstUse = [] { return isCallparkService(L"callpark@x") + isPstnNumber(L"+1", L""); };
   std::vector<int> results(8, 0);
   std::vector<std::thread> threads;
-  for (int& result : results) {
-    threads.emplace_back(
-        [&result] { result = isCallparkService(L"callpark@x") + isPstnNumber(L"+1", L""); });
-  }
+  for (int& result : results) threads.emplace_back([&result, firstUse] { result = firstUse(); });
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(results, std::vector<int>(8, 2));
 }
