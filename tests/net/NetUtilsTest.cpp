@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "TestSupport.h"
@@ -11,29 +13,44 @@
 namespace QIM {
 namespace {
 
-// One wide text and the narrow text the twins see for it; a lone surrogate
-// has no UTF-8 form, so its narrow column holds what the rule should see.
-const std::wstring kLoneSurrogate(1, static_cast<wchar_t>(0xD800));
+// A lone surrogate has no UTF-8 form, yet the wide twins must still decide;
+// its narrow twin is skipped where toUtf8 gives nothing.
+const std::wstring kLone(1, static_cast<wchar_t>(0xD800));
 
-TEST(NetUtilsTest, SchemeOfText) {
-  const struct {
-    std::wstring text;
-    SipAddressProtocol scheme, fromWord;
-  } rows[] = {
-      {L"sips:bob@pbx", Sips, Sips},  {L"SIPS:Bob@PBX", Sips, Sips},
-      {L"TEL:+123", Tel, Tel},        {L"telephone", Sip, Tel},
-      {L"sipsomething", Sip, Sips},   {L"sip:alice@pbx", Sip, Sip},
-      {L"sips", Sip, Sips},           {L"", Sip, Sip},
-      {L"tel:\u00e9", Tel, Tel},      {L"tel:" + kLoneSurrogate, Tel, Tel},
-      {L"\u00e9tel:", Sip, Sip},
+TEST(NetUtilsTest, SchemeDetectionRemovalAndAddition) {
+  // Text, its scheme, the protocol its bare word names, the text without its scheme.
+  const std::tuple<std::wstring, SipAddressProtocol, SipAddressProtocol, std::wstring> rows[] = {
+      {L"SIPS:Bob@PBX", Sips, Sips, L"Bob@PBX"}, {L"TEL:+1", Tel, Tel, L"+1"},
+      {L"telephone", Sip, Tel, L"telephone"},    {L"sipsomething", Sip, Sips, L"sipsomething"},
+      {L"SIP:x", Sip, Sip, L"x"},                {L"sipx", Sip, Sip, L"sipx"},
+      {L"sip:sip:x", Sip, Sip, L"sip:x"},        {L"", Sip, Sip, L""},
+      {L"tel:b\u00e9", Tel, Tel, L"b\u00e9"},    {L"sip:" + kLone, Sip, Sip, kLone},
+      {L"tel:" + kLone, Tel, Tel, kLone},        {L"\u00e9tel:", Sip, Sip, L"\u00e9tel:"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(getSipUrlScheme(row.text), row.scheme) << toUtf8(row.text);
-    EXPECT_EQ(getSipAddressProtocolFromString(row.text), row.fromWord) << toUtf8(row.text);
+  for (const auto& [text, scheme, fromWord, removed] : rows) {
+    SCOPED_TRACE(toUtf8(text));
+    EXPECT_EQ(getSipUrlScheme(text), scheme);
+    EXPECT_EQ(getSipAddressProtocolFromString(text), fromWord);
+    EXPECT_EQ(removeSipUrlScheme(text), removed);
+    EXPECT_EQ(addSipUrlScheme(text, Sip), L"sip:" + removed);
+    EXPECT_EQ(addSipUrlScheme(text, Tel), L"tel:" + removed);
+    EXPECT_EQ(addSipUrlScheme(text, Sip, true), L"sips:" + removed);
+    EXPECT_EQ(addSipUrlScheme(text, Sips, false), L"sip:" + removed);
+    EXPECT_EQ(addSipUrlScheme(text, Tel, true), L"tel:" + removed);
+    if (const std::string narrow = toUtf8(text); !narrow.empty()) {
+      EXPECT_EQ(removeSipUrlScheme(narrow), toUtf8(removed));
+      EXPECT_EQ(addSipUrlScheme(narrow, Sips), "sips:" + toUtf8(removed));
+    }
   }
-}
-
-TEST(NetUtilsTest, NarrowSchemeRulesWorkOnTheBytes) {
+  const std::pair<SipAddressProtocol, const char*> names[] = {
+      {Sip, "sip"}, {Sips, "sips"}, {Tel, "tel"},
+      {static_cast<SipAddressProtocol>(7), "sip"}, {static_cast<SipAddressProtocol>(-1), "sip"}};
+  for (const auto& [protocol, name] : names) {
+    EXPECT_EQ(getStringFromSipAddressProtocol(protocol, false), name);
+    EXPECT_EQ(getStringFromSipAddressProtocol(protocol, true), std::string(name) + ":");
+    EXPECT_EQ(getWstringFromSipAddressProtocol(protocol, true), fromUtf8(name) + L":");
+  }
+  // Narrow twins work on the bytes, invalid UTF-8 included.
   EXPECT_EQ(getSipUrlScheme(std::string("sips:\xff")), Sips);
   EXPECT_EQ(getSipAddressProtocolFromString(std::string("tel\xc3")), Tel);
   EXPECT_EQ(removeSipUrlScheme(std::string("SIP:\xff\xfe")), "\xff\xfe");
@@ -43,234 +60,99 @@ TEST(NetUtilsTest, NarrowSchemeRulesWorkOnTheBytes) {
   EXPECT_FALSE(isFileUrl(std::string("file:\xff")));  // wide decides: no UTF-8, no URL
 }
 
-TEST(NetUtilsTest, ProtocolAsText) {
-  const struct {
-    SipAddressProtocol protocol;
-    const char* bare;
-    const char* colon;
-  } rows[] = {{Sip, "sip", "sip:"},
-              {Sips, "sips", "sips:"},
-              {Tel, "tel", "tel:"},
-              {static_cast<SipAddressProtocol>(7), "sip", "sip:"},
-              {static_cast<SipAddressProtocol>(-1), "sip", "sip:"}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(getStringFromSipAddressProtocol(row.protocol, false), row.bare);
-    EXPECT_EQ(getStringFromSipAddressProtocol(row.protocol, true), row.colon);
-    EXPECT_EQ(getWstringFromSipAddressProtocol(row.protocol, true), fromUtf8(row.colon));
-  }
-}
-
-TEST(NetUtilsTest, RemoveAndAddScheme) {
-  const struct {
-    std::wstring text, removed, asSip, asTel, secure, insecureSips;
-  } rows[] = {
-      {L"SIP:x", L"x", L"sip:x", L"tel:x", L"sips:x", L"sip:x"},
-      {L"sipx", L"sipx", L"sip:sipx", L"tel:sipx", L"sips:sipx", L"sip:sipx"},
-      {L"sip:sip:x", L"sip:x", L"sip:sip:x", L"tel:sip:x", L"sips:sip:x", L"sip:sip:x"},
-      {L"SiPs:Bob", L"Bob", L"sip:Bob", L"tel:Bob", L"sips:Bob", L"sip:Bob"},
-      {L"tel:+1", L"+1", L"sip:+1", L"tel:+1", L"sips:+1", L"sip:+1"},
-      {L"", L"", L"sip:", L"tel:", L"sips:", L"sip:"},
-      {L"sip:b\u00e9", L"b\u00e9", L"sip:b\u00e9", L"tel:b\u00e9", L"sips:b\u00e9", L"sip:b\u00e9"},
-      {L"sip:" + kLoneSurrogate, kLoneSurrogate, L"sip:" + kLoneSurrogate,
-       L"tel:" + kLoneSurrogate, L"sips:" + kLoneSurrogate, L"sip:" + kLoneSurrogate},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(toUtf8(row.removed));
-    EXPECT_EQ(removeSipUrlScheme(row.text), row.removed);
-    EXPECT_EQ(addSipUrlScheme(row.text, Sip), row.asSip);
-    EXPECT_EQ(addSipUrlScheme(row.text, Tel), row.asTel);
-    EXPECT_EQ(addSipUrlScheme(row.text, Sip, true), row.secure);
-    EXPECT_EQ(addSipUrlScheme(row.text, Sips, false), row.insecureSips);
-    EXPECT_EQ(addSipUrlScheme(row.text, Tel, true), row.asTel);
-    const std::string narrow = toUtf8(row.text);
-    if (!narrow.empty()) {
-      EXPECT_EQ(removeSipUrlScheme(narrow), toUtf8(row.removed));
-      EXPECT_EQ(addSipUrlScheme(narrow, Sips, false), toUtf8(row.insecureSips));
-    }
-  }
-}
-
 TEST(NetUtilsTest, ExtractUserAtDomain) {
-  const struct {
-    std::wstring text;
-    bool stripPort;
-    std::wstring expected;
-  } rows[] = {
-      {L"alice@host:5060", true, L"alice@host"},
-      {L"alice@host:5060", false, L"alice@host:5060"},
+  const std::tuple<std::wstring, bool, std::wstring> rows[] = {
+      {L"alice@host:5060", true, L"alice@host"}, {L"alice@host:5060", false, L"alice@host:5060"},
       // The port position (10) is not below the length to the ';' (10).
-      {L"alice@host:5060;transport=udp", true, L"alice@host:5060"},
-      {L"a@host:5060;transport=udp", true, L"a@host"},
-      {L"sip:alice@host;transport=tcp", false, L"sip:alice@host"},
-      {L"sip:alice@host:5060", true, L"sip:alice@host"},
-      {L"alice@host?subject=x", false, L"alice@host"},
-      {L"alice@host;a?b", false, L"alice@host"},
-      {L"5550100;user=phone", true, L"5550100"},
+      {L"alice@host:5060;transport=udp", true, L"alice@host:5060"}, {L"@", true, L"@"},
+      {L"a@host:5060;transport=udp", true, L"a@host"}, {L"", true, L""},
+      {L"sip:alice@host:5060", true, L"sip:alice@host"}, {L"alice@host;a?b", false, L"alice@host"},
+      {L"alice@host?subject=x", false, L"alice@host"}, {L"5550100;user=phone", true, L"5550100"},
       {L"alice;tag=1@host", false, L"alice@host"},
-      {L"", true, L""},
-      {L"@", true, L"@"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(extractUserAtDomain(row.text, row.stripPort), row.expected) << toUtf8(row.text);
+  for (const auto& [text, stripPort, expected] : rows) {
+    EXPECT_EQ(extractUserAtDomain(text, stripPort), expected) << toUtf8(text);
   }
 }
 
-TEST(NetUtilsTest, ParseUserAndDomain) {
-  const struct {
-    std::wstring address;
-    bool ok;
-    std::wstring user, domain;
-  } rows[] = {
-      {L"alice@pbx", true, L"alice", L"pbx"}, {L"alice", true, L"alice", L""},
-      {L"", false, L"", L""},                 {L"a@b@c", false, L"", L""},
-      {L"@b", false, L"", L""},               {L"a@", false, L"", L""},
-      {L"@", false, L"", L""},
+TEST(NetUtilsTest, ParseAndCompareUserAndDomain) {
+  const std::tuple<std::wstring, bool, std::wstring> parses[] = {
+      {L"alice@pbx", true, L"alice|pbx"}, {L"alice", true, L"alice|"}, {L"", false, L"|"},
+      {L"a@b@c", false, L"|"}, {L"@b", false, L"|"}, {L"a@", false, L"|"}, {L"@", false, L"|"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [address, ok, userAndDomain] : parses) {
     std::wstring user = L"old", domain = L"old";
-    EXPECT_EQ(parseUserAndDomain(row.address, user, domain), row.ok) << toUtf8(row.address);
-    EXPECT_EQ(user, row.user);
-    EXPECT_EQ(domain, row.domain);
+    EXPECT_EQ(parseUserAndDomain(address, user, domain), ok) << toUtf8(address);
+    EXPECT_EQ(user + L"|" + domain, userAndDomain);
   }
-}
-
-TEST(NetUtilsTest, EqualsSipAddress) {
-  const struct {
-    std::wstring a, b;
-    bool equal;
-  } rows[] = {
+  const std::tuple<std::wstring, std::wstring, bool> compares[] = {
       {L"alice@PBX", L"alice@pbx", true}, {L"Alice@pbx", L"alice@pbx", false},
-      {L"alice", L"alice", true},         {L"alice", L"alice@pbx", false},
-      {L"", L"", false},                  {L"a@", L"a@", false},
-      {L"sip:alice@pbx", L"alice@pbx", false},
+      {L"alice", L"alice", true}, {L"alice", L"alice@pbx", false}, {L"", L"", false},
+      {L"a@", L"a@", false}, {L"sip:alice@pbx", L"alice@pbx", false},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(equalsSipAddress(row.a, row.b), row.equal) << toUtf8(row.a) << " " << toUtf8(row.b);
-    EXPECT_EQ(equalsSipAddress(row.b, row.a), row.equal);
+  for (const auto& [a, b, equal] : compares) {
+    EXPECT_EQ(equalsSipAddress(a, b), equal) << toUtf8(a) << " " << toUtf8(b);
+    EXPECT_EQ(equalsSipAddress(b, a), equal);
   }
 }
 
-TEST(NetUtilsTest, NormalizePhoneNumber) {
-  const struct {
-    std::wstring number, stripPrefix, expected;
-  } rows[] = {
-      {L"9 (613) 555.0100", L"9;613", L"5550100"},
-      {L"9 (613) 555.0100", L"613;9", L"6135550100"},
-      {L"9 (613) 555.0100", L"", L"96135550100"},
-      {L"9 (613) 555.0100", L";9;", L"6135550100"},
-      {L"+1-613-555-0100", L"+1", L"6135550100"},
-      {L"99", L"9;9;9", L"", },
-      {L"9", L"99", L"9"},
-      {L"9 (613)@host", L"9", L"9 (613)@host"},
-      {L"\u00e9 1", L"\u00e9", L"1"},
+TEST(NetUtilsTest, NumbersAndCallpark) {
+  const std::tuple<std::wstring, std::wstring, std::wstring> normalized[] = {
+      {L"9 (613) 555.0100", L"9;613", L"5550100"}, {L"9 (613) 555.0100", L"613;9", L"6135550100"},
+      {L"9 (613) 555.0100", L"", L"96135550100"},  {L"9 (613) 555.0100", L";9;", L"6135550100"},
+      {L"+1-613-555-0100", L"+1", L"6135550100"},   {L"99", L"9;9;9", L""},
+      {L"9", L"99", L"9"}, {L"9 (613)@host", L"9", L"9 (613)@host"}, {L"\u00e9 1", L"\u00e9", L"1"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(normalizePhoneNumber(row.number, row.stripPrefix), row.expected)
-        << toUtf8(row.number) << " / " << toUtf8(row.stripPrefix);
+  for (const auto& [number, stripPrefix, expected] : normalized) {
+    EXPECT_EQ(normalizePhoneNumber(number, stripPrefix), expected) << toUtf8(number);
   }
-}
 
-TEST(NetUtilsTest, PstnNumbers) {
-  const struct {
-    std::wstring text;
-    bool pstn;
-  } rows[] = {
-      {L"", false},
-      {L"*67", false},
-      {L"#1", false},
-      {L"+1-613-555-0100", true},
-      {L"12+34", true},
-      {L"sip:+1 (613) 555-0100@host;user=phone", true},
-      {L"alice@host", false},
-      {L"tel:5550100", true},
-      {L"5550100;ext=2", true},
-      {L"\u0661\u0662", false},  // non-ASCII digits are not dialable
-      {L"1" + kLoneSurrogate, false},
+  EXPECT_EQ(getSpecialCallparkUsername(), L"callpark");
+  EXPECT_EQ(&getSpecialCallparkUsername(), &getSpecialCallparkUsername());
+  // What the text is: a p(STN number), a g(lobal tel URI), a c(all-park service).
+  const std::pair<std::wstring, std::string> rows[] = {
+      {L"", ""}, {L"*67", ""}, {L"#1", ""}, {L"+1-613-555-0100", "p"}, {L"12+34", "p"},
+      {L"alice@host", ""}, {L"sip:+1 (613) 555-0100@host;user=phone", "p"}, {L"5550100;ext=2", "p"},
+      {L"\u0661\u0662", ""},  // non-ASCII digits are not dialable
+      {L"1" + kLone, ""}, {L"tel:+" + kLone, ""}, {L"tel:+1*2", ""}, {L"tel:+16135550100", "pg"},
+      {L"TEL:+1-613-555-0100;ext=2", "pg"}, {L"tel:6135550100", "p"}, {L"tel:+", "p"},
+      {L"tel:+1", "pg"}, {L"tel:+1+2", "p"}, {L"sip:+16135550100", "p"}, {L"callpark", ""},
+      {L"sip:callpark@host", "c"}, {L"sip:CallPark@host", ""}, {L"\u00e9callpark@", "c"},
+      {L"sip:42@host;service=callpark", "pc"}, {L"sip:42@host;service=CALLPARK", "p"},
+      {kLone + L"callpark@", "c"}, {kLone, ""},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(isPstnNumber(row.text, L""), row.pstn) << toUtf8(row.text);
+  for (const auto& [text, is] : rows) {
+    SCOPED_TRACE(toUtf8(text));
+    EXPECT_EQ(isPstnNumber(text, L""), is.find('p') != std::string::npos);
+    EXPECT_EQ(isGlobalTelURI(text, L""), is.find('g') != std::string::npos);
+    EXPECT_EQ(isCallparkService(text), is.find('c') != std::string::npos);
+    if (!toUtf8(text).empty()) {
+      EXPECT_EQ(isCallparkService(toUtf8(text)), is.find('c') != std::string::npos);
+    }
   }
   // A prefix list that eats the whole number leaves nothing to dial.
   EXPECT_FALSE(isPstnNumber(L"9", L"9"));
 }
 
-TEST(NetUtilsTest, Callpark) {
-  EXPECT_EQ(getSpecialCallparkUsername(), L"callpark");
-  EXPECT_EQ(&getSpecialCallparkUsername(), &getSpecialCallparkUsername());
-  const struct {
-    std::wstring text;
-    bool callpark;
-  } rows[] = {
-      {L"sip:callpark@host", true},  {L"sip:CallPark@host", false},
-      {L"sip:42@host;service=callpark", true}, {L"sip:42@host;service=CALLPARK", false},
-      {L"callpark", false},          {L"", false},
-      {L"\u00e9callpark@", true},    {kLoneSurrogate + L"callpark@", true},
-      {kLoneSurrogate, false},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(isCallparkService(row.text), row.callpark) << toUtf8(row.text);
-    const std::string narrow = toUtf8(row.text);
-    if (!narrow.empty()) {
-      EXPECT_EQ(isCallparkService(narrow), row.callpark);
-    }
-  }
-}
-
 TEST(NetUtilsTest, UrlKinds) {
-  const struct {
-    std::wstring url, protocol;
-    bool web, mail, sip, tel, file;
-  } rows[] = {
-      {L"http://x", L"http", true, false, false, false, false},
-      {L"HTTPS://x", L"https", true, false, false, false, false},
-      {L"httpx://x", L"httpx", false, false, false, false, false},
-      {L"mailto:a@b", L"mailto", false, true, false, false, false},
-      {L"SIPS:a@b", L"sips", false, false, true, false, false},
-      {L"sip:a@b", L"sip", false, false, true, false, false},
-      {L"tel:+1", L"tel", false, false, false, true, false},
-      {L"file:///tmp/x", L"file", false, false, false, false, true},
-      {L"FILE://host/share/x", L"file", false, false, false, false, true},
-      {L"file", L"", false, false, false, false, false},
-      {L"", L"", false, false, false, false, false},
-      {L":x", L"", false, false, false, false, false},
-      {L"\u00e9:x", L"\u00e9", false, false, false, false, false},
-      {L"http:" + kLoneSurrogate, L"http", true, false, false, false, false},
-      {kLoneSurrogate + L":x", kLoneSurrogate, false, false, false, false, false},
+  // Kind: w(eb), m(ail), s(ip), t(el), f(ile) or '-' for none.
+  const std::tuple<std::wstring, std::wstring, char> rows[] = {
+      {L"HTTPS://x", L"https", 'w'}, {L"http:" + kLone, L"http", 'w'}, {L"sip:a@b", L"sip", 's'},
+      {L"httpx://x", L"httpx", '-'}, {L"mailto:a@b", L"mailto", 'm'}, {L"SIPS:a@b", L"sips", 's'},
+      {L"tel:+1", L"tel", 't'}, {L"file:///tmp/x", L"file", 'f'}, {L"file", L"", '-'},
+      {L"FILE://host/share/x", L"file", 'f'}, {L"", L"", '-'}, {L":x", L"", '-'},
+      {L"\u00e9:x", L"\u00e9", '-'}, {kLone + L":x", kLone, '-'},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(toUtf8(row.url));
-    EXPECT_EQ(getUrlProtocol(row.url), row.protocol);
-    EXPECT_EQ(isWebUrl(row.url), row.web);
-    EXPECT_EQ(isMailUrl(row.url), row.mail);
-    EXPECT_EQ(isSipUrl(row.url), row.sip);
-    EXPECT_EQ(isTelUrl(row.url), row.tel);
-    EXPECT_EQ(isFileUrl(row.url), row.file);
-    const std::string narrow = toUtf8(row.url);
-    if (!narrow.empty()) {
-      EXPECT_EQ(getUrlProtocol(narrow), toUtf8(row.protocol));
-      EXPECT_EQ(isWebUrl(narrow), row.web);
-      EXPECT_EQ(isMailUrl(narrow), row.mail);
-      EXPECT_EQ(isSipUrl(narrow), row.sip);
-      EXPECT_EQ(isTelUrl(narrow), row.tel);
-      EXPECT_EQ(isFileUrl(narrow), row.file);
-    }
-  }
-}
-
-TEST(NetUtilsTest, GlobalTelUris) {
-  const struct {
-    std::wstring uri;
-    bool global;
-  } rows[] = {
-      {L"tel:+16135550100", true},   {L"TEL:+1-613-555-0100;ext=2", true},
-      {L"tel:+1 (613) 555.0100", true}, {L"tel:6135550100", false},
-      {L"tel:+", false},             {L"tel:+1", true},
-      {L"tel:++1", false},           {L"tel:+1+2", false},
-      {L"tel:+1*2", false},          {L"sip:+16135550100", false},
-      {L"", false},                  {L"tel:+" + kLoneSurrogate, false},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(isGlobalTelURI(row.uri, L""), row.global) << toUtf8(row.uri);
+  for (const auto& [wideUrl, wideProtocol, kind] : rows) {
+    SCOPED_TRACE(toUtf8(wideUrl));
+    const auto check = [kind](const auto& url, const auto& protocol) {
+      EXPECT_EQ(getUrlProtocol(url), protocol);
+      const bool is[] = {isWebUrl(url), isMailUrl(url), isSipUrl(url), isTelUrl(url),
+                         isFileUrl(url)};
+      for (int i = 0; i < 5; ++i) EXPECT_EQ(is[i], kind == "wmstf"[i]) << "wmstf"[i];
+    };
+    check(wideUrl, wideProtocol);
+    if (!toUtf8(wideUrl).empty()) check(toUtf8(wideUrl), toUtf8(wideProtocol));
   }
 }
 
@@ -283,15 +165,12 @@ TEST_F(NetUtilsSettingsTest, WithoutMainSettingsNoPrefixIsCut) {
 }
 
 TEST(NetUtilsTest, LazyConstantsSurviveARaceOnFirstUse) {
-  std::vector<std::thread> threads;
+  const auto firstUse = [] { return isCallparkService(L"callpark@x") + isPstnNumber(L"+1", L""); };
   std::vector<int> results(8, 0);
-  for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([&results, i] {
-      results[i] = isCallparkService(L"callpark@x") + isPstnNumber(L"+1", L"");
-    });
-  }
+  std::vector<std::thread> threads;
+  for (int& result : results) threads.emplace_back([&result, firstUse] { result = firstUse(); });
   for (auto& thread : threads) thread.join();
-  for (const int result : results) EXPECT_EQ(result, 2);
+  EXPECT_EQ(results, std::vector<int>(8, 2));
 }
 
 }  // namespace
