@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
 #include <cstdlib>
 
@@ -45,9 +46,8 @@ TEST(Dates, AgainstTheClock) {
   for (const auto& c : cases) {
     const tm date = localTime(now.tm_year + 1900, now.tm_mon + 1, now.tm_mday - c.daysBefore,
                               c.hour, c.minute);
-    EXPECT_EQ(isToday(&date), c.today) << c.daysBefore;
-    EXPECT_EQ(isYesterday(&date), c.yesterday) << c.daysBefore;
-    EXPECT_EQ(isLastWeek(&date), c.lastWeek) << c.daysBefore;
+    EXPECT_EQ((std::array{isToday(&date), isYesterday(&date), isLastWeek(&date)}),
+              (std::array{c.today, c.yesterday, c.lastWeek})) << c.daysBefore;
   }
   tm copy = now;
   EXPECT_LE(std::abs(std::difftime(std::mktime(&copy), std::time(nullptr))), 2.0);
