@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "qimmisc/BufferConfigurationFile.h"
 #include "qimmisc/SystemPaths.h"
 #include "qimmisc/VelderIni.h"
@@ -12,26 +10,14 @@
 namespace QIM {
 namespace {
 
-class Resources : public test::LanguageFolderTest {
- protected:
-  void SetUp() override {
-    LanguageFolderTest::SetUp();
-    writeLanguage("en", "A=english a\r\nB=b\r\nB=b again\r\n\xC3\xA9=utf8 key\n");
-    writeLanguage("de", "A=deutsch a\n");
-  }
-  ResourcesManager& resources_ = ResourcesManager::instance();
-};
+using Resources = test::LanguageFolderTest;
 
 TEST_F(Resources, CurrentLanguageThenFallback) {
-  const struct {
-    const char* language;
-    std::wstring key, expected;
-  } cases[] = {
-      {"en", L"A", L"english a"},  {"en", L"B", L"b again"},  // CR dropped, later line wins
-      {"de", L"A", L"deutsch a"},  {"de", L"B", L"b again"},  {"fr", L"A", L"english a"},
-      {"en", L"a", L""},           {"en", L"\u00e9", L"utf8 key"},
-      {"en", L"", L""},            {"en", std::wstring(1, wchar_t(0xD800)), L""},
-  };
+  const struct { const char* language; std::wstring key, expected; } cases[] = {
+      {"en", L"A", L"english a"}, {"en", L"B", L"b again"},  // CR dropped, later line wins
+      {"de", L"A", L"deutsch a"}, {"de", L"B", L"b again"},  {"fr", L"A", L"english a"},
+      {"en", L"a", L""},          {"en", L"\u00e9", L"utf8 key"},
+      {"en", L"", L"empty key"},  {"en", std::wstring(1, wchar_t(0xD800)), L""}};
   for (const auto& c : cases) {
     resources_.setCurrentLanguage(c.language);
     EXPECT_EQ(resources_.getString(c.key), c.expected) << c.language;
@@ -52,7 +38,7 @@ TEST_F(Resources, SupportedLanguagesAndCodes) {
   EXPECT_EQ(resources_.getCurrentLanguageCode(false), "en");
 }
 
-TEST_F(Resources, LanguageFromTheMainSettings) {
+TEST_F(Resources, LanguageFromTheMainSettingsAndFolder) {
   for (const wchar_t* configured : {L"de", L""}) {
     BufferConfigurationFile file;
     file.setString(L"VELDer", L"defaultLanguage", configured);
@@ -61,9 +47,6 @@ TEST_F(Resources, LanguageFromTheMainSettings) {
     resources_.chooseLanguage(settings);
     EXPECT_EQ(resources_.getString(L"A"), *configured ? L"deutsch a" : L"english a");
   }
-}
-
-TEST_F(Resources, FolderChoice) {
   resources_.setLanguageFolder(folder_.wstring() + L"missing");
   EXPECT_EQ(resources_.getString(L"A"), L"");
   resources_.setLanguageFolder(L"");

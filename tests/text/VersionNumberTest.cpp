@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <string>
-#include <vector>
+#include <array>
+#include <tuple>
 
 #include "TestSupport.h"
 
@@ -13,15 +12,11 @@ namespace {
 using QIM::VersionNumber;
 using Components = std::vector<std::int32_t>;
 
-struct ParseCase {
-  std::wstring text;
-  Components components;
-  std::wstring printed;
-};
+using VersionNumberTest = QIM::test::TracingTest;
 
-TEST(VersionNumberTest, ParsesEachPieceAndPrintsItBack) {
-  const ParseCase cases[] = {
-      {L"7", {7}, L"7"}, {L"1.2.0", {1, 2, 0}, L"1.2.0"}, {L"007.010", {7, 10}, L"7.10"},
+TEST_F(VersionNumberTest, ParsesEachPieceAndPrintsItBack) {
+  const struct { std::wstring text; Components components; std::wstring printed; } cases[] = {
+      {L"1.2.0", {1, 2, 0}, L"1.2.0"}, {L"007.010", {7, 10}, L"7.10"},
       {L"-3.+4. 5", {-3, 4, 5}, L"-3.4.5"},
       // Empty pieces read as 0; empty text has no pieces.
       {L"1..2", {1, 0, 2}, L"1.0.2"}, {L".5.", {0, 5, 0}, L"0.5.0"}, {L"", {}, L""},
@@ -30,62 +25,38 @@ TEST(VersionNumberTest, ParsesEachPieceAndPrintsItBack) {
       {std::wstring(L"3\0" L"9.1", 5), {3, 1}, L"3.1"},
       // Beyond 32 bits the value saturates alike on every platform.
       {L"2147483647.2147483648", {2147483647, 2147483647}, L"2147483647.2147483647"},
-      {L"-2147483649.99999999999999999999", {-2147483647 - 1, 2147483647},
-       L"-2147483648.2147483647"},
+      {L"-2147483649.99999999999999999999", {-2147483647 - 1, 2147483647}, L"-2147483648.2147483647"},
       // Non-ASCII digits and letters are no number.
-      {L"\u0661\u0662.\u00e9.\uff13", {0, 0, 0}, L"0.0.0"},
-  };
-  for (const ParseCase& c : cases) {
+      {L"\u00e9.\u0661\u0662.\uff13", {0, 0, 0}, L"0.0.0"},
+      {std::wstring(L"2.") + wchar_t(0xD800) + L".4", {2, 0, 4}, L"2.0.4"}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.text));
     VersionNumber version(c.text);
     EXPECT_EQ(version.components(), c.components);
     EXPECT_EQ(version.toString(), c.printed);
     EXPECT_EQ(VersionNumber(version.toString()), version);
   }
-}
-
-TEST(VersionNumberTest, DefaultIsZeroAndSetReplacesEveryComponent) {
   VersionNumber version;
   EXPECT_EQ(version.toString(), L"0");
-  EXPECT_EQ(version, VersionNumber(L"0"));
   version.set(L"1.2.3.4");
   version.set(L"9");
   EXPECT_EQ(version.components(), Components{9});
+  EXPECT_TRUE(sink_.contains("numTxt=\xc3\xa9.\xd9\xa1"));  // the text, in UTF-8
 }
 
-struct OrderCase {
-  const wchar_t* a;
-  const wchar_t* b;
-  int order;  // sign of a compared with b
-};
-
-TEST(VersionNumberTest, OrdersComponentByComponentWithoutPadding) {
-  const OrderCase cases[] = {
-      {L"10.2", L"9.12", 1},   {L"1.2", L"1.2.0", -1}, {L"1.2.0", L"1.2", 1},
-      {L"1.2", L"1.2", 0},     {L"1.10", L"1.9", 1},   {L"2", L"1.99.99", 1},
-      {L"0", L"", 1},          {L"-1", L"0", -1},      {L"1.-2", L"1.0", -1},
-      {L"1.2.3", L"1.2.4", -1}, {L"01.2", L"1.2", 0},  {L"1..", L"1.0.0", 0},
-  };
-  for (const OrderCase& c : cases) {
+TEST_F(VersionNumberTest, OrdersComponentByComponentWithoutPadding) {
+  // Each pair is also checked the other way round.
+  const struct { const wchar_t *a, *b; int order; } cases[] = {
+      {L"10.2", L"9.12", 1}, {L"1.2", L"1.2.0", -1}, {L"1.2", L"1.2", 0}, {L"2", L"1.99.99", 1},
+      {L"0", L"", 1},        {L"1.-2", L"1.0", -1},  {L"1..", L"1.0.0", 0}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(std::wstring(c.a) + L" vs " + c.b));
-    const VersionNumber a(c.a);
-    const VersionNumber b(c.b);
-    EXPECT_EQ(a == b, c.order == 0);
-    EXPECT_EQ(a != b, c.order != 0);
-    EXPECT_EQ(a < b, c.order < 0);
-    EXPECT_EQ(a <= b, c.order <= 0);
-    EXPECT_EQ(a > b, c.order > 0);
-    EXPECT_EQ(a >= b, c.order >= 0);
+    for (const auto& [a, b, o] : {std::tuple(VersionNumber(c.a), VersionNumber(c.b), c.order),
+                                  std::tuple(VersionNumber(c.b), VersionNumber(c.a), -c.order)}) {
+      EXPECT_EQ((std::array{a == b, a != b, a < b, a <= b, a > b, a >= b}),
+                (std::array{o == 0, o != 0, o < 0, o <= 0, o > 0, o >= 0}));
+    }
   }
-}
-
-class VersionNumberTraceTest : public QIM::test::TracingTest {};
-
-TEST_F(VersionNumberTraceTest, LogsTheTextAndReadsALoneSurrogatePieceAsZero) {
-  EXPECT_EQ(VersionNumber(L"\u00e9.2").components(), (Components{0, 2}));
-  EXPECT_TRUE(sink_.contains("numTxt=\xc3\xa9.2"));
-  const std::wstring text = std::wstring(L"2.") + wchar_t(0xD800) + L".4";
-  EXPECT_EQ(VersionNumber(text).components(), (Components{2, 0, 4}));
 }
 
 }  // namespace
