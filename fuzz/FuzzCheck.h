@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "qimmisc/DbgMsg.h"
 
@@ -26,6 +27,17 @@ inline void quietErrors() {
     return true;
   }();
   static_cast<void>(quiet);
+}
+
+/// Wide text made of arbitrary code units from pairs of bytes, lone
+/// surrogates included; the same units on every platform.
+inline std::wstring unitsOf(const std::string& bytes) {
+  std::wstring wide;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    wide += static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) |
+                                 (static_cast<unsigned char>(bytes[i + 1]) << 8));
+  }
+  return wide;
 }
 
 }  // namespace QIM::fuzz

@@ -17,6 +17,7 @@
 namespace {
 
 using QIM::fuzz::check;
+using QIM::fuzz::unitsOf;
 
 void checkNarrowWideAgree(const std::string& bytes, const std::wstring& wide) {
   check(QIM::getSipUrlScheme(bytes) == QIM::getSipUrlScheme(wide), "scheme agrees");
@@ -69,16 +70,6 @@ void checkNumbers(const std::wstring& text, const std::wstring& prefixes) {
   check(cut.size() <= clean.size(), "cutting prefixes never grows");
   QIM::isPstnNumber(text, prefixes);
   if (QIM::isGlobalTelURI(text, prefixes)) check(QIM::isTelUrl(text), "a global tel URI is tel");
-}
-
-// Wide text made of arbitrary code units, lone surrogates included.
-std::wstring unitsOf(const std::string& bytes) {
-  std::wstring wide;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    wide += static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) |
-                                 (static_cast<unsigned char>(bytes[i + 1]) << 8));
-  }
-  return wide;
 }
 
 void runOne(const std::uint8_t* data, std::size_t size) {

@@ -16,6 +16,7 @@
 namespace {
 
 using QIM::fuzz::check;
+using QIM::fuzz::unitsOf;
 
 template <class S>
 S join(const std::vector<S>& pieces, const S& delimiter) {
@@ -54,16 +55,6 @@ void checkCase(const S& text) {
   check(QIM::equalsIgnoreCase(lower, text), "lowered text equals ignoring case");
   check(QIM::stringCompareIgnoreCase(lower, text, text.size()) == 0,
         "lowered text compares equal ignoring case");
-}
-
-// Wide text made of arbitrary code units, lone surrogates included.
-std::wstring unitsOf(const std::string& bytes) {
-  std::wstring wide;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    wide += static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) |
-                                 (static_cast<unsigned char>(bytes[i + 1]) << 8));
-  }
-  return wide;
 }
 
 void runOne(const std::uint8_t* data, std::size_t size) {
