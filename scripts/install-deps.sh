@@ -13,6 +13,8 @@ extra=(libbenchmark-dev libspdlog-dev libboost-dev
        clang-14 libclang-rt-14-dev      # libFuzzer builds of the fuzz targets
        libinih-dev libsimpleini-dev)    # the settings benchmarks' peers
 linux+=(libsodium-dev)                 # in-memory encipherment of secrets
+linux+=(libmnl-dev)                    # rtnetlink dumps of the IP tables
+linux+=(iproute2)                      # the network-namespace tests build their links
 
 want=("${linux[@]}")
 case "${1:-}" in

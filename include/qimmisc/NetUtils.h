@@ -1,7 +1,8 @@
 // SIP addressing and number classification: URI schemes, user and domain
 // parts, address comparison, dialled-number clean-up, PSTN and call-park
-// detection, and URL kind predicates. Stateless text handling; nothing here
-// touches the network, throws on bad input or reports an error.
+// detection, and URL kind predicates: stateless text handling that never
+// throws on bad input or reports an error. The local-address helpers at the
+// end read the host's address table (IpHlpAddrTable).
 //
 // Every function opens an ENTRY scope named after itself.
 //
@@ -23,6 +24,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "qimmisc/Export.h"
 
@@ -138,5 +140,19 @@ QIMMISC_API bool isFileUrl(const std::wstring& url);
 /// number are allowed, being removed by normalizePhoneNumber.
 QIMMISC_API bool isGlobalTelURI(const std::wstring& uri);
 QIMMISC_API bool isGlobalTelURI(const std::wstring& uri, const std::wstring& stripPrefix);
+
+// ---- Local addresses ----------------------------------------------------------
+
+/// Dotted text ("10.1.2.3") of an IPv4 address held as the IP tables hold
+/// it: in network byte order.
+QIMMISC_API std::wstring ipAddrToString(std::uint32_t address);
+
+/// Whether `address`, dotted IPv4 text, belongs to one of this host's
+/// interfaces now (a fresh address table). False for empty or other text.
+QIMMISC_API bool isLocalAddressValid(const std::wstring& address);
+
+/// This host's IPv4 addresses, dotted, in address-table order, loopback
+/// included; 0.0.0.0 rows are left out.
+QIMMISC_API std::vector<std::wstring> getLocalAddresses();
 
 }  // namespace QIM
