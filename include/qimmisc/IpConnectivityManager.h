@@ -148,7 +148,9 @@ class QIMMISC_API IpConnectivityManager {
   void checkBestInterfaceChanged();
   void checkOnOwnerThread();
   void post(void (IpConnectivityManager::*operation)());
+  void postWake();
   Timer* scheduleGuarded(void (IpConnectivityManager::*operation)(), long seconds);
+  Functor guarded(void (IpConnectivityManager::*operation)()) const;
 
   HandlerList<IIpConnectivityEventHandler> handlers_;
   mutable ACE_Thread_Mutex mutex_;  // guards the two strings
@@ -158,7 +160,7 @@ class QIMMISC_API IpConnectivityManager {
   std::atomic<bool> useIoctl_{true};
   std::atomic<bool> localAddressLost_{false};
   std::atomic<bool> terminate_{false};
-  std::atomic<bool> wakePosted_{false};  // one posted wake at a time
+  std::weak_ptr<void> wakeTicket_;  // alive while a posted wake is queued
   ActionQueue* actionQueue_;
   detail::RouteChangeWatch* watch_;  // the monitoring socket and change event
   ACE_Manual_Event threadEnded_;
