@@ -1,0 +1,154 @@
+// "qimmisc net watch": the connectivity events the client would get, live,
+// for a support engineer chasing a client that re-registers or drops off
+// when the network changes (a VPN coming up, a docking station, Wi-Fi
+// roaming). The reconnect delay comes from the installed main settings.
+#include <CLI/CLI.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "Commands.h"
+#include "qimmisc/ActionThread.h"
+#include "qimmisc/IpConnectivityManager.h"
+#include "qimmisc/StringUtils.h"
+#include "qimmisc/Trace.h"
+
+namespace qimtool {
+
+namespace {
+
+struct WatchArguments {
+  std::string destination;
+  int seconds = 0;  // 0: until interrupted
+};
+
+std::atomic<bool> interrupted{false};
+
+extern "C" void onInterrupt(int) { interrupted.store(true); }
+
+std::string now() {
+  const auto stamp = std::chrono::system_clock::now();
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(stamp);
+  const auto millis = std::chrono::duration_cast<std::chrono::milliseconds>(
+                          stamp.time_since_epoch()).count() % 1000;
+  std::tm local{};
+#ifdef _WIN32
+  localtime_s(&local, &seconds);
+#else
+  localtime_r(&seconds, &local);
+#endif
+  std::ostringstream text;
+  text << std::put_time(&local, "%H:%M:%S") << '.' << std::setw(3) << std::setfill('0') << millis;
+  return text.str();
+}
+
+std::string shown(const std::wstring& address) {
+  return address.empty() ? std::string("none") : QIM::toUtf8(address);
+}
+
+// Prints each call with the time and the best interface as the manager
+// then answers it; on the owner's queue thread.
+class Printer : public QIM::IpConnectivityManager::IIpConnectivityEventHandler {
+ public:
+  explicit Printer(const QIM::IpConnectivityManager& manager) : manager_(manager) {}
+  void onRoutingChange() override { report("routing change"); }
+  void onBestInterfaceChanged() override { report("best interface changed"); }
+  void onLocalAddressLost() override { report("local address lost"); }
+
+  void print(const std::string& event, const std::wstring& best) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::cout << now() << ' ' << event << " (best interface: " << shown(best) << ")" << std::endl;
+  }
+
+ private:
+  void report(const std::string& event) { print(event, manager_.getBestInterface()); }
+
+  const QIM::IpConnectivityManager& manager_;
+  std::mutex mutex_;
+};
+
+// A port after the last colon must be one the manager can watch.
+bool validDestination(const std::string& destination) {
+  const std::size_t colon = destination.rfind(':');
+  if (colon == std::string::npos || colon + 1 == destination.size() ||
+      destination.find_first_not_of("0123456789", colon + 1) != std::string::npos) {
+    return true;
+  }
+  const std::string port = destination.substr(colon + 1);
+  return port.size() <= 5 && QIM::validatePort(std::strtol(port.c_str(), nullptr, 10));
+}
+
+int runWatch(const WatchArguments& args) {
+  QIM_ENTRY("destination=" << args.destination << " seconds=" << args.seconds);
+  if (!validDestination(args.destination)) {
+    std::cerr << "qimmisc: DEST " << args.destination << ": the port must be 0 to 65535\n";
+    return kExitUsage;
+  }
+  const std::wstring destination = QIM::fromUtf8(args.destination);
+  std::cout << "Watching the route to " << (args.destination.empty() ? "0.0.0.0" : args.destination)
+            << (args.seconds > 0 ? " for " + std::to_string(args.seconds) + " s"
+                                 : std::string(" until interrupted"))
+            << std::endl;
+
+  QIM::ActionThread owner;
+  owner.start("qimmisc net watch");
+  {
+    QIM::IpConnectivityManager manager(&owner);
+    Printer printer(manager);
+    printer.print("start", QIM::IpConnectivityManager::getBestInterfaceForDestination(destination));
+    manager.addHandler(&printer);
+    manager.setMonitoredDestination(destination);
+
+    interrupted.store(false);
+    std::signal(SIGINT, onInterrupt);
+    std::signal(SIGTERM, onInterrupt);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(args.seconds);
+    while (!interrupted.load() && (args.seconds == 0 || std::chrono::steady_clock::now() < end)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    manager.removeHandler(&printer);
+  }
+  owner.stop(QIM::ActionThread::StopDrain, QIM::ActionThread::ReturnWait);
+  return kExitOk;
+}
+
+}  // namespace
+
+void addNetWatchCommand(CLI::App& app, CommandBody& chosen) {
+  CLI::App* net = nullptr;
+  try {
+    net = app.get_subcommand("net");
+  } catch (const CLI::OptionNotFound&) {
+    net = app.add_subcommand("net", "Network: connectivity as the client sees it");
+    net->require_subcommand(1);
+  }
+  CLI::App* watch =
+      net->add_subcommand("watch", "Print connectivity events live, as the client gets them");
+  const auto args = std::make_shared<WatchArguments>();
+  watch->add_option("DEST", args->destination,
+                    "the server whose route is watched, host[:port] (default: any address)");
+  watch->add_option("--seconds", args->seconds, "stop after N seconds (default: until interrupted)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 100000000));
+  watch->footer(
+      "Prints a line for the start and for each event: the time, the event\n"
+      "(routing change, best interface changed, local address lost) and the best\n"
+      "interface, the local address leading to DEST. Changes settle for 2 seconds\n"
+      "before they are checked; a routing change waits for the reconnect delay of\n"
+      "the installed main settings (IPChangeReConnectDelay).");
+  watch->callback([&chosen, args] { chosen = [args] { return runWatch(*args); }; });
+}
+
+}  // namespace qimtool
