@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <new>
 
+#include "net/NetChannel.h"
 #include "net/RouteChangeWatch.h"
 #include "qimmisc/IpHlpAddrTable.h"
 #include "qimmisc/IpHlpForwardTable.h"
@@ -21,10 +22,7 @@ namespace QIM {
 
 namespace {
 
-int networkChannel() {
-  static const int channel = DbgMsg::getChannelByName("NETWORK");
-  return channel;
-}
+using net::networkChannel;
 
 constexpr long kSettleSeconds = 2;
 constexpr long kPollSeconds = 45;
