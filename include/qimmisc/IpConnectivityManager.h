@@ -29,9 +29,13 @@
 //    resolved with the system resolver, IPv4 only, on the calling thread.
 //    The empty destination stands for 0.0.0.0, so the default route's
 //    interface is the best one.
-//  - isLocalAddressLost turns true when a check finds no interface (or the
-//    manager suspended), and false again as soon as a check finds one. The
-//    best-interface comparison looks at the address text only.
+//  - isLocalAddressLost turns true when the check that follows a reported
+//    change finds no interface (or the manager suspended), and false again
+//    as soon as any check finds one. The best-interface comparison looks at
+//    the address text only.
+//  - At most one wake from the monitoring thread waits in the owner's queue
+//    at a time, so a flood of changes cannot grow it; actions and timers
+//    still queued when the manager goes do nothing when they run.
 //  - Operations that check the best interface (setMonitoredDestination,
 //    updateBestInterface, onSuspend, onResume) run the check at once on
 //    the owner's queue thread and post it there from any other thread, so
@@ -121,8 +125,10 @@ class QIMMISC_API IpConnectivityManager {
   /// and returns the new timer. On the owner's queue thread.
   Timer* scheduleChangeInterface(int delay, Timer* pending);
 
-  /// The client's idle timer, cancelled when a check finds a working
-  /// interface. On the owner's queue thread.
+  /// The client's idle timer, cancelled (with the manager's own scheduler,
+  /// as for scheduleChangeInterface's timers) and forgotten when a check
+  /// finds a working interface, forgotten when the routing change is sent.
+  /// On the owner's queue thread.
   Timer* getIdleTimer() const { return idleTimer_; }
   void setIdleTimer(Timer* timer) { idleTimer_ = timer; }
 
