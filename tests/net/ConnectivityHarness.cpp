@@ -2,7 +2,6 @@
 
 #include <ace/Thread.h>
 
-#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -17,25 +16,10 @@ std::vector<std::string> RecordingHandler::calls() const {
   return calls_;
 }
 
-int RecordingHandler::count(const std::string& call) const {
+void RecordingHandler::record(const std::string& call) {
+  const bool onOwner = owner_.tid() == static_cast<unsigned long>(ACE_Thread::self());
   std::lock_guard<std::mutex> lock(mutex_);
-  return static_cast<int>(std::count(calls_.begin(), calls_.end(), call));
-}
-
-bool RecordingHandler::offOwnerThread() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return offOwnerThread_;
-}
-
-void RecordingHandler::clear() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  calls_.clear();
-}
-
-void RecordingHandler::record(const char* call) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  calls_.push_back(call);
-  if (owner_.tid() != static_cast<unsigned long>(ACE_Thread::self())) offOwnerThread_ = true;
+  calls_.push_back(onOwner ? call : "!" + call);
 }
 
 ConnectivityHarness::ConnectivityHarness(int millisecondsPerSecond, int reconnectDelay)
@@ -56,10 +40,6 @@ ConnectivityHarness::~ConnectivityHarness() {
   QIMMiscApi::exit();
   DbgMsg::setLogDest(nullptr);
   DbgMsg::initChannels(nullptr);
-}
-
-int ConnectivityHarness::lines(const std::string& needle) const {
-  return static_cast<int>(sink.linesWith(needle).size());
 }
 
 void ConnectivityHarness::onOwner(const std::function<void()>& action) {

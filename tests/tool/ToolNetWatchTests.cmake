@@ -13,5 +13,3 @@ qimmisc_tool_test(tool_net_watch_bad_seconds 2 "--seconds"
                   ARGS net watch --seconds soon)
 qimmisc_tool_test(tool_net_watch_bad_port 2 "DEST host:65536: the port must be 0 to 65535"
                   ARGS net watch host:65536 --seconds 1)
-qimmisc_tool_test(tool_net_watch_help 0 "Usage: qimmisc net watch .*--seconds N.*IPChangeReConnectDelay"
-                  ARGS net watch --help)
