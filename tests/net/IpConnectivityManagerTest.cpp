@@ -64,11 +64,17 @@ class IpConnectivityManagerTest : public ::testing::Test {
 TEST_F(IpConnectivityManagerTest, WatchesTheRouteToTheDestinationOrToAnyAddress) {
   {
     IpConnectivityManager manager(&h_.owner);
-    ASSERT_TRUE(test::eventually([&] { return h_.lines("Monitoring the route to 0.0.0.0") > 0; }));
+    ASSERT_TRUE(test::eventually([&] {
+      return h_.lines("Waiting for evants") + h_.lines("before checking the routing") > 0;
+    }));
+    EXPECT_EQ(h_.lines("Monitoring the route to 0.0.0.0"), 1);
     manager.setMonitoredDestination(L"192.0.2.7:5061");
     EXPECT_EQ(manager.getMonitoredDestination(), L"192.0.2.7:5061");
-    ASSERT_TRUE(test::eventually(
-        [&] { return h_.lines("Monitoring the route to :192.0.2.7:5061") > 0; }));
+    // Once the requests are refused (Wine), the passes watch no route.
+    if (h_.lines("Ioctl operation is not supported") == 0) {
+      ASSERT_TRUE(test::eventually(
+          [&] { return h_.lines("Monitoring the route to :192.0.2.7:5061") > 0; }));
+    }
   }
   EXPECT_EQ(h_.lines("actionQueue="), 1);
   EXPECT_EQ(h_.lines("The routing interface monitoring thread is terminating ..."), 1);
