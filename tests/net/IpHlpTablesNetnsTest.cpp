@@ -76,9 +76,12 @@ TEST_F(IpHlpTablesNetnsTest, BearerSizeFollowsTheLinkMtu) {
                                        {1301, 1272}, {1500, 1272}, {9000, 1272}};
   for (const auto& [mtu, bearer] : cases) {
     ip("link set veth0 mtu " + std::to_string(mtu));
-    EXPECT_EQ(IpHlpAddrTable().getMtuSizeForInterface(L"10.9.0.1"), bearer) << "MTU " << mtu;
+    const IpHlpAddrTable table;
+    EXPECT_EQ(table.getMtuSizeForInterface(L"10.9.0.1"), bearer) << "MTU " << mtu;
+    EXPECT_EQ(table.getInterfaceMtu(L"10.9.0.1"), static_cast<unsigned long>(mtu));
   }
   EXPECT_EQ(IpHlpAddrTable().getMtuSizeForInterface(L"10.9.0.99"), 1272);
+  EXPECT_EQ(IpHlpAddrTable().getInterfaceMtu(L"10.9.0.99"), 0ul);
 }
 
 // Only this namespace's sockets, in the sorted order: 0.0.0.0, 10.9.0.1,

@@ -115,10 +115,11 @@ TEST_F(IpHlpTablesTraceTest, MtuDefaultsWithoutAReadableInterface) {
   const IpHlpAddrTable table({missing});
   for (const wchar_t* text : {L"10.0.0.8", L"not an address", L"", L"10.0.0.7"}) {
     EXPECT_EQ(table.getMtuSizeForInterface(text), 1272) << toUtf8(text);
+    EXPECT_EQ(table.getInterfaceMtu(text), 0ul) << toUtf8(text);
   }
   EXPECT_EQ(sink_.linesWith("UDP Bearer data size is 1272").size(), 4u);
   const auto failed = sink_.linesWith("Failed to get IF Info for IP 10.0.0.7: ");
-  ASSERT_EQ(failed.size(), 1u);
+  ASSERT_EQ(failed.size(), 2u);
   EXPECT_NE(failed[0].find("ERROR"), std::string::npos);
   EXPECT_TRUE(sink_.contains("(QIM::IpHlpAddrTable::getMtuSizeForInterface)"));
 }
