@@ -4,26 +4,20 @@
 #include <ace/INET_Addr.h>
 #include <ace/SOCK_Dgram.h>
 
-#include <string>
-
 namespace QIM::test {
 
 class BoundUdp {
  public:
-  /// Binds to `address` (dotted IPv4) on a port the system picks.
+  /// Binds to `address` (dotted IPv4) on a port the system picks; port()
+  /// is 0 when that fails.
   explicit BoundUdp(const char* address) {
-    const ACE_INET_Addr where(static_cast<u_short>(0), address);
-    if (socket_.open(where, AF_INET) == 0) {
-      ACE_INET_Addr bound;
-      socket_.get_local_addr(bound);
+    ACE_INET_Addr bound;
+    if (socket_.open(ACE_INET_Addr(static_cast<u_short>(0), address), AF_INET) == 0 &&
+        socket_.get_local_addr(bound) == 0) {
       port_ = bound.get_port_number();
     }
   }
   ~BoundUdp() { socket_.close(); }
-  BoundUdp(const BoundUdp&) = delete;
-  BoundUdp& operator=(const BoundUdp&) = delete;
-
-  /// The bound port; 0 when binding failed.
   int port() const { return port_; }
 
  private:

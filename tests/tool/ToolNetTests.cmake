@@ -19,7 +19,6 @@ qimmisc_tool_test(tool_net_route_bad_port 2 "net route: port '65536' is not a nu
                   ARGS net route 127.0.0.1:65536)
 qimmisc_tool_test(tool_net_route_no_host 2 "net route: no host in ':5060'" ARGS net route :5060)
 qimmisc_tool_test(tool_net_route_missing 2 "DEST is required" ARGS net route)
-qimmisc_tool_test(tool_net_needs_subcommand 2 "subcommand" ARGS net)
 
 qimmisc_tool_test(tool_net_settings_encrypt 0 "wrote "
                   ARGS settings encrypt ${_in}/net-velder.ini ${_work}/install/data/VELDer.dat)
