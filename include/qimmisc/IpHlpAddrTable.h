@@ -49,6 +49,10 @@ class QIMMISC_API IpHlpAddrTable {
   /// IPv4): its MTU less 28 bytes of IPv4 and UDP headers, held between 548
   /// and 1272; 1272 when no row holds the address or its MTU is unreadable.
   int getMtuSizeForInterface(const std::wstring& ipAddress) const;
+  /// The MTU of the interface owning `ipAddress`, read as
+  /// getMtuSizeForInterface reads it; 0 when no row holds the address or
+  /// its MTU is unreadable.
+  unsigned long getInterfaceMtu(const std::wstring& ipAddress) const;
 
   /// The rows, in the operating system's order.
   const std::vector<Row>& rows() const { return rows_; }

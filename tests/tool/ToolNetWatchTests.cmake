@@ -11,5 +11,5 @@ qimmisc_tool_test(tool_net_watch_zero_seconds 2 "--seconds: Value 0 not in range
                   ARGS net watch --seconds 0)
 qimmisc_tool_test(tool_net_watch_bad_seconds 2 "--seconds"
                   ARGS net watch --seconds soon)
-qimmisc_tool_test(tool_net_watch_bad_port 2 "DEST host:65536: the port must be 0 to 65535"
+qimmisc_tool_test(tool_net_watch_bad_port 2 "net watch: port '65536' is not a number from 0 to 65535"
                   ARGS net watch host:65536 --seconds 1)

@@ -29,6 +29,9 @@ void addDoctorCommand(CLI::App& app, CommandBody& chosen);
 void addSettingsCommand(CLI::App& app, CommandBody& chosen);
 void addRingtonesCommand(CLI::App& app, CommandBody& chosen);
 void addSipCommand(CLI::App& app, CommandBody& chosen);
+/// Creates the "net" group; further net subcommands find it by that name.
+void addNetCommand(CLI::App& app, CommandBody& chosen);
+/// Adds "watch" to the "net" group; called after addNetCommand.
 void addNetWatchCommand(CLI::App& app, CommandBody& chosen);
 
 }  // namespace qimtool

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "Commands.h"
+#include "NetChecks.h"
 #include "Report.h"
 #include "SettingsFiles.h"
 #include "qimmisc/QIMMisc.h"
@@ -102,6 +103,60 @@ Section sipSection(const QIM::Data::VelderIni& settings) {
            sipAddressCheck("domain", settings.getDomainName())}};
 }
 
+// The route to the proxy (or, with none set, the default route). A machine
+// without a route, as in a container or a test run, gets a note, not a
+// failure.
+void addRouteChecks(Section& section, const std::wstring& proxySetting) {
+  const std::string proxy = proxyHost(proxySetting);
+  std::string host = "0.0.0.0", problem;
+  unsigned port = 0;
+  RouteAnswer route;
+  if (!proxy.empty() && !parseDestination(proxy, host, port, problem)) {
+    route.problem = problem;
+  } else {
+    route = findRoute(host);
+  }
+  std::string where = proxy.empty() ? "(no proxy set: the default route)" : proxy;
+  if (!proxy.empty() && !route.destination.empty() && route.destination != host) {
+    where += " (" + route.destination + ")";
+  }
+  section.checks.emplace_back("route to", where);
+  Check best{"best interface", route.bestInterface, Verdict::Ok};
+  if (!route.problem.empty()) {
+    best.verdict = Verdict::Warn;
+    best.note = route.problem;
+  } else if (route.bestInterface.empty()) {
+    best.verdict = Verdict::Info;
+    best.value = "(none)";
+    best.note = "no route from this machine";
+  }
+  section.checks.push_back(best);
+  if (route.bestInterface.empty()) return;
+  section.checks.emplace_back("MTU", (route.mtu ? std::to_string(route.mtu) : std::string("unknown")) +
+                                         ", UDP bearer size " + std::to_string(route.bearerSize));
+}
+
+// UDP ports taken inside the client's ranges warn: it needs them free.
+void addPortChecks(Section& section, const QIM::Data::VelderIni& settings) {
+  const QIM::IpHlpUdpTable udp;
+  for (const auto& [label, range] : {std::pair{"RTP ports", settings.getRTPportRange()},
+                                     std::pair{"collab ports", settings.getCollabPortRange()}}) {
+    const std::vector<int> taken = portsInRange(udp.getPortsInUse(), range);
+    Check check{label, rangeText(range) + (taken.empty() ? " free" : " in use: " + portList(taken)),
+                taken.empty() ? Verdict::Ok : Verdict::Warn};
+    if (!taken.empty()) check.note = "the client needs these UDP ports free";
+    section.checks.push_back(check);
+  }
+}
+
+Section networkSection(const QIM::Data::VelderIni& settings) {
+  QIM_ENTRY();
+  Section section{"Network", {}};
+  addRouteChecks(section, settings.getProxy());
+  addPortChecks(section, settings);
+  return section;
+}
+
 int runDoctor() {
   QIM_ENTRY();
   const std::wstring path = QIM::Data::getVELDerIniPath();
@@ -112,6 +167,7 @@ int runDoctor() {
   report.add(foldersSection());
   report.add(mainSettingsSection(path, settings));
   report.add(sipSection(settings));
+  report.add(networkSection(settings));
   std::cout << "QIM client environment report\n\n";
   report.print(std::cout);
   return report.failed() ? kExitProblems : kExitOk;
@@ -131,6 +187,9 @@ void addDoctorCommand(CLI::App& app, CommandBody& chosen) {
       "                 found, and the values the library rejected or clamped\n"
       "  SIP            the dialling prefixes cut from numbers, and whether the\n"
       "                 proxy and domain settings parse as SIP addresses\n"
+      "  Network        the local interface that leads to the proxy (the default\n"
+      "                 route when none is set), its MTU and UDP bearer size, and\n"
+      "                 UDP ports taken inside the RTP and collaboration ranges\n"
       "Each check is marked [ok], [warn] or [FAIL]; the exit code is 0 when\n"
       "nothing failed and 1 otherwise.\n"
       "\n"

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <ctime>
 #include <iomanip>
 #include <iostream>
@@ -18,6 +17,7 @@
 #include <thread>
 
 #include "Commands.h"
+#include "NetChecks.h"
 #include "qimmisc/ActionThread.h"
 #include "qimmisc/IpConnectivityManager.h"
 #include "qimmisc/StringUtils.h"
@@ -60,7 +60,9 @@ std::string shown(const std::wstring& address) {
 // then answers it; on the owner's queue thread.
 class Printer : public QIM::IpConnectivityManager::IIpConnectivityEventHandler {
  public:
-  explicit Printer(const QIM::IpConnectivityManager& manager) : manager_(manager) {}
+  /// The manager asked for the best interface; set before any call.
+  const QIM::IpConnectivityManager* manager = nullptr;
+
   void onRoutingChange() override { report("routing change"); }
   void onBestInterfaceChanged() override { report("best interface changed"); }
   void onLocalAddressLost() override { report("local address lost"); }
@@ -71,27 +73,17 @@ class Printer : public QIM::IpConnectivityManager::IIpConnectivityEventHandler {
   }
 
  private:
-  void report(const std::string& event) { print(event, manager_.getBestInterface()); }
+  void report(const std::string& event) { print(event, manager->getBestInterface()); }
 
-  const QIM::IpConnectivityManager& manager_;
   std::mutex mutex_;
 };
 
-// A port after the last colon must be one the manager can watch.
-bool validDestination(const std::string& destination) {
-  const std::size_t colon = destination.rfind(':');
-  if (colon == std::string::npos || colon + 1 == destination.size() ||
-      destination.find_first_not_of("0123456789", colon + 1) != std::string::npos) {
-    return true;
-  }
-  const std::string port = destination.substr(colon + 1);
-  return port.size() <= 5 && QIM::validatePort(std::strtol(port.c_str(), nullptr, 10));
-}
-
 int runWatch(const WatchArguments& args) {
   QIM_ENTRY("destination=" << args.destination << " seconds=" << args.seconds);
-  if (!validDestination(args.destination)) {
-    std::cerr << "qimmisc: DEST " << args.destination << ": the port must be 0 to 65535\n";
+  std::string host, problem;
+  unsigned port = 0;
+  if (!args.destination.empty() && !parseDestination(args.destination, host, port, problem)) {
+    std::cerr << "net watch: " << problem << '\n';
     return kExitUsage;
   }
   const std::wstring destination = QIM::fromUtf8(args.destination);
@@ -103,8 +95,9 @@ int runWatch(const WatchArguments& args) {
   QIM::ActionThread owner;
   owner.start("qimmisc net watch");
   {
+    Printer printer;  // outlives the manager, which calls it until it goes
     QIM::IpConnectivityManager manager(&owner);
-    Printer printer(manager);
+    printer.manager = &manager;
     printer.print("start", QIM::IpConnectivityManager::getBestInterfaceForDestination(destination));
     manager.addHandler(&printer);
     manager.setMonitoredDestination(destination);
@@ -118,7 +111,6 @@ int runWatch(const WatchArguments& args) {
     }
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
-    manager.removeHandler(&printer);
   }
   owner.stop(QIM::ActionThread::StopDrain, QIM::ActionThread::ReturnWait);
   return kExitOk;
@@ -127,15 +119,8 @@ int runWatch(const WatchArguments& args) {
 }  // namespace
 
 void addNetWatchCommand(CLI::App& app, CommandBody& chosen) {
-  CLI::App* net = nullptr;
-  try {
-    net = app.get_subcommand("net");
-  } catch (const CLI::OptionNotFound&) {
-    net = app.add_subcommand("net", "Network: connectivity as the client sees it");
-    net->require_subcommand(1);
-  }
-  CLI::App* watch =
-      net->add_subcommand("watch", "Print connectivity events live, as the client gets them");
+  CLI::App* watch = app.get_subcommand("net")->add_subcommand(
+      "watch", "Print connectivity events live, as the client gets them");
   const auto args = std::make_shared<WatchArguments>();
   watch->add_option("DEST", args->destination,
                     "the server whose route is watched, host[:port] (default: any address)");

@@ -9,8 +9,8 @@
 
 namespace QIM {
 
-// The address table first: a route added between the two snapshots then
-// finds no address rather than one that did not exist with it.
+// addresses_, declared first, takes the address table before the routes are
+// read.
 IpHlpForwardTable::IpHlpForwardTable() : rows_(net::takeRouteRows()) { QIM_ENTRY(); }
 
 IpHlpForwardTable::IpHlpForwardTable(IpHlpAddrTable addresses, std::vector<Row> routes)
