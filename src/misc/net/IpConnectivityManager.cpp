@@ -4,9 +4,10 @@
 #include <ace/INET_Addr.h>
 #include <ace/Thread.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <new>
+#include <memory>
 
 #include "net/NetChannel.h"
 #include "net/RouteChangeWatch.h"
@@ -74,7 +75,7 @@ bool resolveDestination(const std::wstring& destination, std::uint32_t& address)
   return true;
 }
 
-// The monitoring thread keeps the errno of whoever looks at it afterwards.
+// A pass of the monitoring thread leaves errno as it found it.
 class ErrnoKeeper {
  public:
   ErrnoKeeper() : saved_(errno) {}
