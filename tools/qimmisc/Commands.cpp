@@ -7,6 +7,7 @@ void addCommands(CLI::App& app, CommandBody& chosen) {
   addSettingsCommand(app, chosen);
   addRingtonesCommand(app, chosen);
   addSipCommand(app, chosen);
+  addLogCommand(app, chosen);
 }
 
 }  // namespace qimtool

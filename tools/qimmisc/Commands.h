@@ -29,5 +29,6 @@ void addDoctorCommand(CLI::App& app, CommandBody& chosen);
 void addSettingsCommand(CLI::App& app, CommandBody& chosen);
 void addRingtonesCommand(CLI::App& app, CommandBody& chosen);
 void addSipCommand(CLI::App& app, CommandBody& chosen);
+void addLogCommand(CLI::App& app, CommandBody& chosen);
 
 }  // namespace qimtool
