@@ -264,7 +264,8 @@ void LogSummary::print(std::ostream& out, const LogReader& reader) const {
   out << "Lines per thread:\n";
   for (const auto& [thread, n] : threads_) out << "  " << std::left << std::setw(16) << threadText(thread) << std::right << ' ' << n << '\n';
   out << "Back-traces: " << backTraces_ << ", delayed stack traces: " << delayedTraces_
-      << ", their frame lines: " << frames_ << ", additional information lines: " << stackInfoLines_ << '\n';
+      << ", their frame lines: " << frames_ << ", lines of a host's stack information: "
+      << stackInfoLines_ << '\n';
   if (arrows_ + brackets_ > 0) {
     out << "ENTRY depth shown as: " << (arrows_ ? "arrows" : "") << (arrows_ && brackets_ ? " and " : "")
         << (brackets_ ? "numbers in brackets" : "") << '\n';
