@@ -29,6 +29,7 @@ void LogReader::keepExample(const ReadLine& line) {
 
 void LogReader::deliver(std::string_view text, FileCounts& counts, LogLineHandler& handler,
                         bool torn) {
+  if (!text.empty() && text.back() == '\r') text.remove_suffix(1);
   QIM::DbgMsg::TraceLine fields;
   const bool known = QIM::DbgMsg::parseTraceLine(text, fields);
   LineRole role = LineRole::Library;
@@ -73,11 +74,13 @@ bool LogReader::read(const std::vector<std::string>& names, LogLineHandler& hand
       while (const char* newline = static_cast<const char*>(
                  std::memchr(scan, '\n', static_cast<std::size_t>(end - scan)))) {
         ++counts.lines;
+        const auto length = static_cast<std::size_t>(newline - start);
         if (skipping) {
           skipping = false;
+        } else if (length > kMaxLine) {
+          ++counts.overlong;  // it fitted the buffer, but not the limit
         } else {
-          deliver(std::string_view(start, static_cast<std::size_t>(newline - start)), counts,
-                  handler, false);
+          deliver(std::string_view(start, length), counts, handler, false);
         }
         start = scan = newline + 1;
       }

@@ -31,7 +31,7 @@ enum class LineRole {
 /// One line as the handler sees it; valid during the call only.
 struct ReadLine {
   const QIM::DbgMsg::TraceLine& fields;
-  std::string_view text;  ///< without the line end
+  std::string_view text;  ///< without the line end (LF or CR LF)
   LineRole role;
   LinePosition at;
 };
