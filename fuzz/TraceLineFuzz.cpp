@@ -9,6 +9,7 @@
 // fields.
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -28,12 +29,9 @@ bool inside(std::string_view field, std::string_view line) {
 }
 
 std::string hex(std::uint64_t id) {
-  std::string digits;
-  do {
-    digits.insert(digits.begin(), "0123456789ABCDEF"[id & 0xF]);
-    id >>= 4;
-  } while (id != 0);
-  return std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
+  char digits[24];
+  std::snprintf(digits, sizeof digits, "%04llX", static_cast<unsigned long long>(id));
+  return digits;
 }
 
 std::string twoColumns(long long n) { return (n >= 0 && n < 10 ? " " : "") + std::to_string(n); }

@@ -54,6 +54,21 @@ set_tests_properties(tool_log_flame_svg PROPERTIES FIXTURES_REQUIRED tool_log_sv
 qimmisc_tool_test(tool_log_flame_unwritable 1 "cannot write /no/such/dir/x.svg"
   ARGS log flame ${_pair} -o /no/such/dir/x.svg)
 
+# Damage: depths and times no writer could give, bytes that are not UTF-8.
+qimmisc_tool_test(tool_log_damaged_calls 0
+  "\r?\n +\\[depth 2147483647\\] deep \\(F:1\\)  9223372036854775807 usec  x\r?\n"
+  ARGS log calls ${_in}/damaged.log)
+qimmisc_tool_test(tool_log_damaged_hot 0 "\r?\n +2 +9223372036854775807 +[0-9.e+]+ +9223372036854775807 +9223372036854775807  deep\r?\n"
+  ARGS log hot ${_in}/damaged.log)
+qimmisc_tool_test(tool_log_damaged_flame 0 "wrote [^\r\n]*damaged.svg \\(2 returned calls"
+  ARGS log flame ${_in}/damaged.log -o ${_work}/damaged.svg --thread 0B10)
+add_test(NAME tool_log_damaged_svg
+         COMMAND ${CMAKE_COMMAND} "-DCOMMAND=${CMAKE_COMMAND}|-E|cat|${_work}/damaged.svg" -DEXIT_CODE=0
+                 "-DMATCH=<title>bad\\?\\?name&lt.&amp.&gt.\\?\ncalls: 1, 5 usec"
+                 -P ${PROJECT_SOURCE_DIR}/cmake/ExpectRun.cmake)
+set_tests_properties(tool_log_damaged_flame PROPERTIES FIXTURES_SETUP tool_log_damaged_svg)
+set_tests_properties(tool_log_damaged_svg PROPERTIES FIXTURES_REQUIRED tool_log_damaged_svg)
+
 qimmisc_tool_test(tool_log_bad_thread 2 "--thread: 'xyz' is not a thread id" ARGS log folded ${_pair} --thread xyz)
 qimmisc_tool_test(tool_log_usage 2 "FILE is required" ARGS log calls)
 

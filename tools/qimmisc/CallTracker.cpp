@@ -100,14 +100,16 @@ void CallTracker::leave(std::vector<OpenCall>& stack, const ReadLine& line) {
   while (stack.size() > match) close(stack, Unreturned::OuterReturn);
   const OpenCall call = stack.back();
   stack.pop_back();
-  const long long usec = line.fields.usec;
+  // Times never run backwards on the clock the library uses; a negative one
+  // is damage and counts as none.
+  const long long usec = line.fields.usec > 0 ? line.fields.usec : 0;
   ++returned_;
-  if (!stack.empty()) stack.back().calleeUsec += usec;
+  if (!stack.empty()) addTime(stack.back().calleeUsec, usec);
   if (paths_) {
     CallNode& node = nodes_[call.node];
     ++node.calls;
-    node.totalUsec += usec;
-    node.selfUsec += usec > call.calleeUsec ? usec - call.calleeUsec : 0;
+    addTime(node.totalUsec, usec);
+    addTime(node.selfUsec, usec > call.calleeUsec ? usec - call.calleeUsec : 0);
   }
   if (listener_) listener_->onReturn(lastThread_, call, usec, line);
 }

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -19,6 +20,13 @@
 #include "LogReader.h"
 
 namespace qimtool {
+
+/// Adds microseconds to a sum that stops at the largest value instead of
+/// overflowing: a damaged line may claim any time.
+inline void addTime(long long& sum, long long usec) {
+  sum = usec > std::numeric_limits<long long>::max() - sum ? std::numeric_limits<long long>::max()
+                                                          : sum + usec;
+}
 
 /// Why a call has no return line.
 enum class Unreturned {

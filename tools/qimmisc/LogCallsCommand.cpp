@@ -16,6 +16,7 @@ namespace qimtool {
 namespace {
 
 constexpr std::size_t kArgumentsLength = 120;
+constexpr int kMaxIndent = 64;  // deeper calls are marked with their depth
 
 struct CallsArguments {
   std::vector<std::string> files;
@@ -107,7 +108,10 @@ class CallTree : public LogLineHandler, private CallListener {
         matchDepth = call.depth;
       }
       std::string& out = tree.printed;
-      out.append(2 * static_cast<std::size_t>(call.depth > 0 ? call.depth : 0), ' ');
+      // A depth a damaged line claims must not cost its width in blanks.
+      const int indent = call.depth < 0 ? 0 : call.depth > kMaxIndent ? kMaxIndent : call.depth;
+      out.append(2 * static_cast<std::size_t>(indent), ' ');
+      if (call.depth > kMaxIndent) out += "[depth " + std::to_string(call.depth) + "] ";
       out += name + " (" + call.site + ")  ";
       if (call.usec >= 0) {
         out += std::to_string(call.usec) + " usec";

@@ -66,9 +66,9 @@ class HotFunctions : public LogLineHandler, private CallListener {
   void onReturn(std::uint64_t, const OpenCall& call, long long usec, const ReadLine&) override {
     FunctionTime& t = of(call.function);
     ++t.calls;
-    t.total += usec;
+    addTime(t.total, usec);
     t.max = std::max(t.max, usec);
-    t.self += usec > call.calleeUsec ? usec - call.calleeUsec : 0;
+    addTime(t.self, usec > call.calleeUsec ? usec - call.calleeUsec : 0);
   }
   void onUnreturned(std::uint64_t, const OpenCall& call, Unreturned) override {
     ++of(call.function).unreturned;

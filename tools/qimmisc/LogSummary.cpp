@@ -113,7 +113,9 @@ void LogSummary::assertion(const ReadLine& line) {
   ++assertionCount_;
   Site& found = site(assertions_, assertionSites_, line);
   if (found.count != 1) return;
-  found.what = "\"" + cut(line.fields.condition) + "\"";
+  found.what = '"';
+  found.what += cut(line.fields.condition);
+  found.what += '"';
   if (!line.fields.message.empty()) found.what += " : " + cut(line.fields.message);
   // Its back-trace is printed next, from the same thread.
   follow_ = Follow::Head;

@@ -1,35 +1,23 @@
 #include "LogText.h"
 
+#include <charconv>
+#include <cstdio>
+
 namespace qimtool {
 
 std::string threadText(std::uint64_t thread) {
-  std::string digits;
-  do {
-    digits.insert(digits.begin(), "0123456789ABCDEF"[thread & 0xF]);
-    thread >>= 4;
-  } while (thread != 0);
-  if (digits.size() < 4) digits.insert(0, 4 - digits.size(), '0');
+  char digits[24];
+  std::snprintf(digits, sizeof digits, "%04llX", static_cast<unsigned long long>(thread));
   return digits;
 }
 
 bool readThread(const std::string& text, std::uint64_t& thread) {
-  std::size_t at = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') ? 2 : 0;
-  if (at == text.size() || text.size() - at > 16) return false;
+  const bool prefixed = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  const char* first = text.data() + (prefixed ? 2 : 0);
+  const char* last = text.data() + text.size();
   std::uint64_t value = 0;
-  for (; at < text.size(); ++at) {
-    const char c = text[at];
-    unsigned digit;
-    if (c >= '0' && c <= '9') {
-      digit = static_cast<unsigned>(c - '0');
-    } else if (c >= 'a' && c <= 'f') {
-      digit = static_cast<unsigned>(c - 'a' + 10);
-    } else if (c >= 'A' && c <= 'F') {
-      digit = static_cast<unsigned>(c - 'A' + 10);
-    } else {
-      return false;
-    }
-    value = value << 4 | digit;
-  }
+  const auto [end, error] = std::from_chars(first, last, value, 16);
+  if (first == last || end != last || error != std::errc()) return false;
   thread = value;
   return true;
 }
