@@ -34,7 +34,7 @@
 namespace QIM {
 namespace DbgMsg {
 
-/// What a line is. The first five carry the line header.
+/// What a line is. The first five, and only they, carry the line header.
 enum class TraceLineKind {
   Trace,             ///< a header and the caller's text, any channel
   Entry,             ///< an ENTRY-channel line that opens an instrumented call
@@ -104,11 +104,7 @@ struct TraceLine {
 QIMMISC_API bool parseTraceLine(std::string_view line, TraceLine& out);
 
 /// True for the kinds that begin with the "[XXXX] CHANNEL>" header.
-inline bool hasHeader(TraceLineKind kind) {
-  return kind == TraceLineKind::Trace || kind == TraceLineKind::Entry ||
-         kind == TraceLineKind::Return || kind == TraceLineKind::Assertion ||
-         kind == TraceLineKind::Throw;
-}
+inline bool hasHeader(TraceLineKind kind) { return kind <= TraceLineKind::Throw; }
 
 }  // namespace DbgMsg
 }  // namespace QIM

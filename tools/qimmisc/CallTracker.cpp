@@ -1,11 +1,12 @@
 #include "CallTracker.h"
 
+#include <cstring>
+
 namespace qimtool {
 
 using QIM::DbgMsg::TraceLineKind;
 
 namespace {
-constexpr std::string_view kEntryChannel = "ENTRY";
 const std::vector<OpenCall> kNoCalls;
 }  // namespace
 
@@ -13,13 +14,27 @@ CallTracker::CallTracker(CallListener* listener, bool paths, const std::uint64_t
     : listener_(listener), paths_(paths), oneThread_(thread != nullptr),
       thread_(thread ? *thread : 0), nodes_(1) {}
 
+// A name's slot in the recent-names cache: its length and its first and
+// last bytes, mixed. Cheaper than hashing every byte, and a wrong guess
+// costs only the look-up in the table.
+std::size_t CallTracker::cacheSlot(std::string_view name) {
+  std::uint64_t head = 0, tail = 0;
+  const std::size_t n = name.size() < 8 ? name.size() : 8;
+  std::memcpy(&head, name.data(), n);
+  std::memcpy(&tail, name.data() + name.size() - n, n);
+  const std::uint64_t mixed = (head ^ (tail * 0x9E3779B97F4A7C15ull) ^ name.size()) * 0xFF51AFD7ED558CCDull;
+  return static_cast<std::size_t>(mixed >> 56) % kCacheSlots;
+}
+
 std::uint32_t CallTracker::intern(std::string_view function) {
+  std::uint32_t& cached = recent_[cacheSlot(function)];
+  if (cached < functions_.size() && sameText(functions_[cached], function)) return cached;
   const auto found = functionIds_.find(function);
-  if (found != functionIds_.end()) return found->second;
+  if (found != functionIds_.end()) return cached = found->second;
   const auto id = static_cast<std::uint32_t>(functions_.size());
   functions_.emplace_back(function);
   functionIds_.emplace(functions_.back(), id);
-  return id;
+  return cached = id;
 }
 
 std::uint32_t CallTracker::childNode(std::uint32_t parent, std::uint32_t function) {
@@ -53,8 +68,9 @@ const std::vector<OpenCall>& CallTracker::openCalls(std::uint64_t thread) const 
 void CallTracker::onLine(const ReadLine& line) {
   if (line.role != LineRole::Library) return;
   const auto kind = line.fields.kind;
+  // Only the ENTRY channel's lines carry a depth marker.
   if (kind != TraceLineKind::Entry && kind != TraceLineKind::Return) return;
-  if (line.fields.channel != kEntryChannel) return;
+  if (line.fields.marker == QIM::DbgMsg::DepthMarker::None) return;
   if (oneThread_ && line.fields.thread != thread_) return;
   std::vector<OpenCall>& stack = stackOf(line.fields.thread);
   if (kind == TraceLineKind::Entry) {
@@ -85,7 +101,7 @@ void CallTracker::leave(std::vector<OpenCall>& stack, const ReadLine& line) {
   std::size_t match = stack.size();
   while (match > 0) {
     const OpenCall& call = stack[match - 1];
-    if (call.depth == line.fields.depth && functions_[call.function] == line.fields.function) break;
+    if (call.depth == line.fields.depth && sameText(functions_[call.function], line.fields.function)) break;
     if (call.depth < line.fields.depth) {
       match = 0;
       break;

@@ -97,6 +97,8 @@ class CallTracker : public LogLineHandler {
     using is_transparent = void;
     std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>()(s); }
   };
+  static constexpr std::size_t kCacheSlots = 256;
+  static std::size_t cacheSlot(std::string_view name);
   std::uint32_t intern(std::string_view function);
   std::uint32_t childNode(std::uint32_t parent, std::uint32_t function);
   std::vector<OpenCall>& stackOf(std::uint64_t thread);
@@ -110,6 +112,7 @@ class CallTracker : public LogLineHandler {
   std::uint64_t thread_;
   std::unordered_map<std::string, std::uint32_t, NameHash, std::equal_to<>> functionIds_;
   std::vector<std::string> functions_;
+  std::uint32_t recent_[kCacheSlots] = {};  // function ids by cacheSlot, checked on use
   std::unordered_map<std::uint64_t, std::uint32_t> nodeIds_;  // parent << 32 | function
   std::vector<CallNode> nodes_;
   std::unordered_map<std::uint64_t, std::vector<OpenCall>> stacks_;

@@ -24,13 +24,18 @@ void LogReader::keepExample(const ReadLine& line) {
   std::size_t fromThisFile = 0;
   for (const SkippedLine& example : examples_) fromThisFile += example.at.file == line.at.file;
   if (fromThisFile >= kExamples) return;
-  examples_.push_back({line.at, std::string(line.text.substr(0, kExampleLength)), line.role});
+  // Shown on a terminal: control characters of a damaged line become '?'.
+  std::string text(line.text.substr(0, kExampleLength));
+  for (char& c : text) {
+    if ((static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F) c = '?';
+  }
+  examples_.push_back({line.at, std::move(text), line.role});
 }
 
 void LogReader::deliver(std::string_view text, FileCounts& counts, LogLineHandler& handler,
                         bool torn) {
   if (!text.empty() && text.back() == '\r') text.remove_suffix(1);
-  QIM::DbgMsg::TraceLine fields;
+  QIM::DbgMsg::TraceLine& fields = fields_;
   const bool known = QIM::DbgMsg::parseTraceLine(text, fields);
   LineRole role = LineRole::Library;
   if (torn) {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,23 @@ class LogLineHandler {
   /// After the last line of the last file.
   virtual void onEnd() {}
 };
+
+/// Equal texts, compared eight bytes at a time: for the short names
+/// compared on every line, cheaper than a call to memcmp.
+inline bool sameText(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  std::size_t i = 0;
+  for (; i + 8 <= a.size(); i += 8) {
+    std::uint64_t x, y;
+    std::memcpy(&x, a.data() + i, 8);
+    std::memcpy(&y, b.data() + i, 8);
+    if (x != y) return false;
+  }
+  for (; i < a.size(); ++i) {
+    if (a[i] != b[i]) return false;
+  }
+  return true;
+}
 
 /// Counts for one file of the list.
 struct FileCounts {
@@ -92,6 +110,7 @@ class LogReader {
 
   std::vector<FileCounts> files_;
   std::vector<SkippedLine> examples_;
+  QIM::DbgMsg::TraceLine fields_;  // reused: a fresh one per line costs a block fill
   bool afterAdditionalInfo_ = false;
 };
 

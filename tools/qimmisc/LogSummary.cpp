@@ -40,13 +40,13 @@ LogSummary::LogSummary() : calls_(this) {}
 void LogSummary::onLine(const ReadLine& line) {
   if (line.role == LineRole::StackInfo) {
     ++stackInfoLines_;
-    followBackTrace(line);
+    if (follow_ != Follow::None) followBackTrace(line);
     return;
   }
   if (line.role != LineRole::Library) return;
   ++libraryLines_;
   count(line);
-  followBackTrace(line);
+  if (follow_ != Follow::None) followBackTrace(line);
   switch (line.fields.kind) {
     case TraceLineKind::Assertion: assertion(line); break;
     case TraceLineKind::Throw: thrown(line); break;
@@ -63,9 +63,9 @@ void LogSummary::onEnd() { calls_.onEnd(); }
 void LogSummary::count(const ReadLine& line) {
   const QIM::DbgMsg::TraceLine& fields = line.fields;
   if (!QIM::DbgMsg::hasHeader(fields.kind)) return;
-  if (lastChannel_ >= channels_.size() || channels_[lastChannel_].first != fields.channel) {
+  if (lastChannel_ >= channels_.size() || !sameText(channels_[lastChannel_].first, fields.channel)) {
     lastChannel_ = 0;
-    while (lastChannel_ < channels_.size() && channels_[lastChannel_].first != fields.channel) {
+    while (lastChannel_ < channels_.size() && !sameText(channels_[lastChannel_].first, fields.channel)) {
       ++lastChannel_;
     }
     if (lastChannel_ == channels_.size()) channels_.emplace_back(fields.channel, 0);
@@ -130,7 +130,6 @@ void LogSummary::thrown(const ReadLine& line) {
 }
 
 void LogSummary::followBackTrace(const ReadLine& line) {
-  if (follow_ == Follow::None) return;
   const TraceLineKind kind = line.fields.kind;
   std::vector<std::string>& example = assertions_[tracedSite_].example;
   if (follow_ == Follow::Head) {
