@@ -14,9 +14,11 @@
 // - The channel name runs to the first '>' after the thread column, less its
 //   padding blanks, so a name that holds '>' is not read back.
 // - The source file runs to the first ':' followed by a decimal line number
-//   and " ("; the function runs to the first ") " after that, so a text that
-//   holds ") " stays whole in the text, while a function name holding one is
-//   cut there.
+//   and " ("; the function runs to the first ") " after that (or to a ')'
+//   that ends the line: an editor may have removed the trailing blank of a
+//   line with no text), so a text that holds ") " stays whole in the text,
+//   while a function name holding one is cut there.
+// - "Additional information:" without its trailing blank is read too.
 // - Numbers are read only in the form the library writes them: decimal
 //   without sign or leading zeros, the thread id in 4 or more upper-case
 //   hexadecimal digits (more than 4 only without a leading zero). Anything

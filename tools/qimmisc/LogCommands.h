@@ -8,6 +8,10 @@
 #include "Commands.h"
 #include "LogReader.h"
 
+namespace CLI {
+class Option;
+}
+
 namespace qimtool {
 
 void addLogSummaryCommand(CLI::App& log, CommandBody& chosen);

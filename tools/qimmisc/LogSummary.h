@@ -16,6 +16,7 @@
 
 namespace qimtool {
 
+/// The summary pass: a reader feeds it every line, then it prints.
 class LogSummary : public LogLineHandler, private CallListener {
  public:
   static constexpr std::size_t kSlowest = 10;
@@ -36,7 +37,9 @@ class LogSummary : public LogLineHandler, private CallListener {
     std::string file, function, what;  // what: the condition or the exception
     int line = 0;
     std::uint64_t count = 0;
-    std::vector<std::string> example;  // its back-trace, or the ENTRY calls open
+    // The ENTRY calls open on its thread the first time, then the back-trace
+    // printed after it (assertions only).
+    std::vector<std::string> example;
     LinePosition at;
   };
   struct Call {
