@@ -147,7 +147,7 @@ int runCalls(const CallsArguments& args) {
 void addLogCallsCommand(CLI::App& log, CommandBody& chosen) {
   CLI::App* calls = log.add_subcommand("calls", "The ENTRY call tree, each call with its time");
   const auto args = std::make_shared<CallsArguments>();
-  calls->add_option("FILE", args->files, "trace files, read as one in this order")->required();
+  addFilesOption(*calls, args->files);
   addThreadOption(*calls, args->thread);
   calls->add_option("--min-usec", args->minUsec, "only calls of at least N microseconds")
       ->type_name("N")->check(CLI::NonNegativeNumber);

@@ -32,6 +32,10 @@ int readLogFiles(const std::vector<std::string>& files, LogLineHandler& handler,
   return read ? kExitOk : kExitProblems;
 }
 
+void addFilesOption(CLI::App& command, std::vector<std::string>& files) {
+  command.add_option("FILE", files, "trace files, read as one in this order")->required();
+}
+
 CLI::Option* addThreadOption(CLI::App& command, std::string& thread) {
   return command.add_option("--thread", thread, "only this thread (its id as the file shows it, e.g. 0A3C)")
       ->type_name("ID");

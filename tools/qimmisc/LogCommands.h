@@ -25,6 +25,9 @@ void addLogFlameCommand(CLI::App& log, CommandBody& chosen);
 /// code: problems when a file could not be read.
 int readLogFiles(const std::vector<std::string>& files, LogLineHandler& handler, LogReader& reader);
 
+/// Adds the FILE... arguments, one file or more, to `command`.
+void addFilesOption(CLI::App& command, std::vector<std::string>& files);
+
 /// Adds the --thread option to `command`.
 CLI::Option* addThreadOption(CLI::App& command, std::string& thread);
 

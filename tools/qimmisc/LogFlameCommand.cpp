@@ -48,7 +48,7 @@ int runFlame(const FlameArguments& args) {
 void addLogFlameCommand(CLI::App& log, CommandBody& chosen) {
   CLI::App* flame = log.add_subcommand("flame", "Draw the flame graph of the calls as an SVG file");
   const auto args = std::make_shared<FlameArguments>();
-  flame->add_option("FILE", args->files, "trace files, read as one in this order")->required();
+  addFilesOption(*flame, args->files);
   flame->add_option("-o,--output", args->output, "the SVG file to write")->type_name("SVG")->required();
   addThreadOption(*flame, args->thread);
   flame->footer(

@@ -54,7 +54,7 @@ int runFolded(const FoldedArguments& args) {
 void addLogFoldedCommand(CLI::App& log, CommandBody& chosen) {
   CLI::App* folded = log.add_subcommand("folded", "Call stacks in the collapsed-stack format (\"a;b;c 1234\")");
   const auto args = std::make_shared<FoldedArguments>();
-  folded->add_option("FILE", args->files, "trace files, read as one in this order")->required();
+  addFilesOption(*folded, args->files);
   addThreadOption(*folded, args->thread);
   folded->footer(
       "One line per call stack, outermost call first, weighted by the microseconds\n"

@@ -92,7 +92,7 @@ int runHot(const HotArguments& args) {
 void addLogHotCommand(CLI::App& log, CommandBody& chosen) {
   CLI::App* hot = log.add_subcommand("hot", "Time per function: calls, total, mean, maximum and self time");
   const auto args = std::make_shared<HotArguments>();
-  hot->add_option("FILE", args->files, "trace files, read as one in this order")->required();
+  addFilesOption(*hot, args->files);
   hot->add_option("--top", args->top, "show this many functions (0: all)")->type_name("N");
   hot->footer(
       "Per function, from its ENTRY calls that returned: calls, total, mean and\n"

@@ -26,7 +26,7 @@ int runSummary(const std::vector<std::string>& files) {
 void addLogSummaryCommand(CLI::App& log, CommandBody& chosen) {
   CLI::App* summary = log.add_subcommand("summary", "Lines per channel and thread, assertions, throws, slowest calls");
   const auto files = std::make_shared<std::vector<std::string>>();
-  summary->add_option("FILE", *files, "trace files, read as one in this order")->required();
+  addFilesOption(*summary, *files);
   summary->footer(
       "Prints lines per channel and per thread; assertion failures and throws by\n"
       "site (file:line and function) with counts and one example back-trace each;\n"
