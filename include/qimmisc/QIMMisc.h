@@ -41,6 +41,7 @@
 #include "qimmisc/ThreadUtils.h"
 #include "qimmisc/TimerScheduler.h"
 #include "qimmisc/Trace.h"
+#include "qimmisc/TraceLineParser.h"
 #include "qimmisc/VelderIni.h"
 #include "qimmisc/VersionNumber.h"
 #include "qimmisc/WordParser.h"

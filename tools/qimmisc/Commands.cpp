@@ -9,6 +9,7 @@ void addCommands(CLI::App& app, CommandBody& chosen) {
   addSipCommand(app, chosen);
   addNetCommand(app, chosen);
   addNetWatchCommand(app, chosen);
+  addLogCommand(app, chosen);
 }
 
 }  // namespace qimtool

@@ -33,5 +33,6 @@ void addSipCommand(CLI::App& app, CommandBody& chosen);
 void addNetCommand(CLI::App& app, CommandBody& chosen);
 /// Adds "watch" to the "net" group; called after addNetCommand.
 void addNetWatchCommand(CLI::App& app, CommandBody& chosen);
+void addLogCommand(CLI::App& app, CommandBody& chosen);
 
 }  // namespace qimtool
