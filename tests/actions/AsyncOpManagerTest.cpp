@@ -4,10 +4,22 @@
 #include <thread>
 
 #include "TestSupport.h"
+#include "actions/ThreadDetach.h"
 #include "qimmisc/AsyncOpManager.h"
 
 namespace QIM {
 namespace {
+
+// Counts the threads that ran to their very end, thread-local destructors
+// included: what ACE's own thread-exit cleanup also belongs to.
+std::atomic<int> threadsEnded{0};
+struct EndMark {
+  bool armed = false;
+  ~EndMark() {
+    if (armed) ++threadsEnded;
+  }
+};
+thread_local EndMark endMark;
 
 // The queue is served by hand on the test's thread, which is its thread.
 class AsyncOpManagerTest : public test::TracingTest {
@@ -107,6 +119,34 @@ TEST_F(AsyncOpManagerTest, TerminateUnderLoadDeliversNothingAfterwards) {
     EXPECT_TRUE(test::eventually([&] { return returned == started; }));
     queue_.runAll();
     EXPECT_EQ(delivered.load(), before) << maxThreads;
+  }
+  EXPECT_FALSE(sink_.contains("Assertion failed"));
+}
+
+// Operation threads are not joined by terminate but by the process before
+// its exit-time teardown: once that join is done, every operation thread has
+// ended, whether it reported, threw or was started for a waiting operation.
+TEST_F(AsyncOpManagerTest, OperationThreadsHaveEndedOnceTheProcessJoinsThem) {
+  for (const unsigned int maxThreads : {0u, 1u}) {
+    detail::joinDetachedThreads();
+    threadsEnded = 0;
+    {
+      AsyncOpManager manager(queue_, maxThreads);
+      for (int i = 0; i < 4; ++i) {
+        manager.startOp(makeFunctor([&, i] {
+          endMark.armed = true;
+          if (i == 3) throw std::runtime_error("gone");
+          manager.reportResult(makeFunctor([] {}));
+        }));
+      }
+      ASSERT_TRUE(queue_.waitForQueued(3));
+      ASSERT_TRUE(test::eventually([&] { return sink_.contains("exception: gone"); }));
+      queue_.runAll();
+      manager.terminate();
+    }
+    EXPECT_GE(detail::joinDetachedThreads(), 1u) << maxThreads;
+    EXPECT_EQ(threadsEnded.load(), 4) << maxThreads;
+    EXPECT_EQ(detail::joinDetachedThreads(), 0u) << maxThreads;
   }
   EXPECT_FALSE(sink_.contains("Assertion failed"));
 }

@@ -4,15 +4,11 @@
 
 #include <cstdint>
 
-#include "qimmisc/Trace.h"
-
 namespace QIM::detail {
 
-void detachThread(void* handle) {
+bool tryJoinThread(void* handle) {
   const auto thread = static_cast<pthread_t>(reinterpret_cast<std::uintptr_t>(handle));
-  if (const int rc = ::pthread_detach(thread); rc != 0) {
-    QIM_ERROR("pthread_detach failed, error=" << rc);
-  }
+  return ::pthread_tryjoin_np(thread, nullptr) == 0;
 }
 
 }  // namespace QIM::detail
