@@ -3,6 +3,11 @@
 #include <stdexcept>
 #include <thread>
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 #include "TestSupport.h"
 #include "actions/ThreadDetach.h"
 #include "qimmisc/AsyncOpManager.h"
@@ -150,6 +155,30 @@ TEST_F(AsyncOpManagerTest, OperationThreadsHaveEndedOnceTheProcessJoinsThem) {
   }
   EXPECT_FALSE(sink_.contains("Assertion failed"));
 }
+
+#ifndef _WIN32
+// A forked child has none of its parent's operation threads, so it has none
+// to join on its way out (joining one would wait for ever).
+TEST_F(AsyncOpManagerTest, ForkedChildHasNoOperationThreadToJoin) {
+  AsyncOpManager manager(queue_, 0);
+  test::Gate release;
+  manager.startOp(makeFunctor([&] {
+    manager.reportResult(makeFunctor([] {}));
+    release.waitFor(10000);  // still running when the parent forks
+  }));
+  ASSERT_TRUE(queue_.waitForQueued(1));
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) ::_exit(detail::joinDetachedThreads() == 0 ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  release.open();
+  queue_.runAll();
+  manager.terminate();
+  EXPECT_GE(detail::joinDetachedThreads(), 1u);
+}
+#endif
 
 TEST_F(AsyncOpManagerTest, MisuseIsReportedAndHandled) {
   std::atomic<int> delivered{0};

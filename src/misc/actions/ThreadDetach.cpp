@@ -28,6 +28,17 @@ Released& released() {
 
 // Made on the first hand-over, hence destroyed before anything older.
 struct JoinAtExit {
+  JoinAtExit() {
+    // A forked child inherits the list but none of its threads: joining
+    // them at its exit would wait for ever.
+    watchForks([] { released().mutex.lock(); }, [] { released().mutex.unlock(); },
+               [] {
+                 Released& r = released();
+                 for (void* handle : r.handles) forgetThread(handle);
+                 r.handles.clear();
+                 r.mutex.unlock();
+               });
+  }
   ~JoinAtExit() { joinDetachedThreads(); }
 };
 

@@ -27,4 +27,12 @@ QIMMISC_API std::size_t joinDetachedThreads();
 /// false, having done nothing, while it runs.
 bool tryJoinThread(void* handle);
 
+/// Gives up `handle` without waiting: for a forked child, where the thread
+/// of a handle inherited from the parent does not run.
+void forgetThread(void* handle);
+
+/// Has `prepare` run before every fork of the process and `parent` and
+/// `child` after it in the two processes, where the system forks at all.
+void watchForks(void (*prepare)(), void (*parent)(), void (*child)());
+
 }  // namespace QIM::detail

@@ -4,11 +4,26 @@
 
 #include <cstdint>
 
+#include "qimmisc/Trace.h"
+
 namespace QIM::detail {
 
-bool tryJoinThread(void* handle) {
-  const auto thread = static_cast<pthread_t>(reinterpret_cast<std::uintptr_t>(handle));
-  return ::pthread_tryjoin_np(thread, nullptr) == 0;
+namespace {
+
+pthread_t threadOf(void* handle) {
+  return static_cast<pthread_t>(reinterpret_cast<std::uintptr_t>(handle));
+}
+
+}  // namespace
+
+bool tryJoinThread(void* handle) { return ::pthread_tryjoin_np(threadOf(handle), nullptr) == 0; }
+
+void forgetThread(void* handle) { ::pthread_detach(threadOf(handle)); }
+
+void watchForks(void (*prepare)(), void (*parent)(), void (*child)()) {
+  if (const int rc = ::pthread_atfork(prepare, parent, child); rc != 0) {
+    QIM_ERROR("pthread_atfork failed, error=" << rc);
+  }
 }
 
 }  // namespace QIM::detail

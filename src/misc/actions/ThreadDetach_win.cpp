@@ -10,4 +10,9 @@ bool tryJoinThread(void* handle) {
   return true;
 }
 
+void forgetThread(void* handle) { ::CloseHandle(static_cast<HANDLE>(handle)); }
+
+// Windows processes do not fork.
+void watchForks(void (*)(), void (*)(), void (*)()) {}
+
 }  // namespace QIM::detail
