@@ -29,9 +29,11 @@
 //  - it calls reportResult exactly once, on its own thread, as its last use
 //    of the manager: once reportResult has returned (true or false) the
 //    owner may terminate and destroy the manager at any moment;
-//  - after reportResult it only unwinds. Its thread is detached and ends on
-//    its own; the operation's Functor is destroyed there, possibly after
-//    terminate has returned, so its captures must not need the owner;
+//  - after reportResult it only unwinds. Its thread ends on its own and
+//    nobody waits for it but the process, which joins every such thread
+//    before its exit-time teardown; the operation's Functor is destroyed
+//    there, possibly after terminate has returned, so its captures must not
+//    need the owner;
 //  - an operation that returns without calling reportResult keeps its slot
 //    for ever (an ERROR line names it) and makes terminate wait for ever. One
 //    that throws instead is logged and gives its slot up without a result.
@@ -141,6 +143,7 @@ class QIMMISC_API AsyncOpManager : public TCountedObject<AsyncOpManager> {
   struct RunningOp {
     unsigned long tid;
     std::shared_ptr<std::atomic<bool>> reported;
+    void* handle;
   };
   // The oldest waiting operation, handed to a reporting thread to start once
   // its result is posted. It holds a slot meanwhile. The first to move
@@ -159,6 +162,9 @@ class QIMMISC_API AsyncOpManager : public TCountedObject<AsyncOpManager> {
   bool idleLocked() const { return threads_.empty() && handoffs_.empty(); }
   // Starts `op` on a new thread and registers it. Called with mutex_ held.
   void startLocked(const Functor& op);
+  // Forgets a running operation that has reported or given up, and lets the
+  // library join its thread once it ends. Called with mutex_ held.
+  void releaseLocked(std::list<RunningOp>::iterator it);
   // Starts waiting operations while there are free slots. Called with
   // mutex_ held.
   void startPendingLocked();

@@ -3,11 +3,28 @@
 #include <stdexcept>
 #include <thread>
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 #include "TestSupport.h"
+#include "actions/ThreadDetach.h"
 #include "qimmisc/AsyncOpManager.h"
 
 namespace QIM {
 namespace {
+
+// Counts the threads that ran to their very end, thread-local destructors
+// included: what ACE's own thread-exit cleanup also belongs to.
+std::atomic<int> threadsEnded{0};
+struct EndMark {
+  bool armed = false;
+  ~EndMark() {
+    if (armed) ++threadsEnded;
+  }
+};
+thread_local EndMark endMark;
 
 // The queue is served by hand on the test's thread, which is its thread.
 class AsyncOpManagerTest : public test::TracingTest {
@@ -110,6 +127,58 @@ TEST_F(AsyncOpManagerTest, TerminateUnderLoadDeliversNothingAfterwards) {
   }
   EXPECT_FALSE(sink_.contains("Assertion failed"));
 }
+
+// Operation threads are not joined by terminate but by the process before
+// its exit-time teardown: once that join is done, every operation thread has
+// ended, whether it reported, threw or was started for a waiting operation.
+TEST_F(AsyncOpManagerTest, OperationThreadsHaveEndedOnceTheProcessJoinsThem) {
+  for (const unsigned int maxThreads : {0u, 1u}) {
+    detail::joinDetachedThreads();
+    threadsEnded = 0;
+    {
+      AsyncOpManager manager(queue_, maxThreads);
+      for (int i = 0; i < 4; ++i) {
+        manager.startOp(makeFunctor([&, i] {
+          endMark.armed = true;
+          if (i == 3) throw std::runtime_error("gone");
+          manager.reportResult(makeFunctor([] {}));
+        }));
+      }
+      ASSERT_TRUE(queue_.waitForQueued(3));
+      ASSERT_TRUE(test::eventually([&] { return sink_.contains("exception: gone"); }));
+      queue_.runAll();
+      manager.terminate();
+    }
+    EXPECT_GE(detail::joinDetachedThreads(), 1u) << maxThreads;
+    EXPECT_EQ(threadsEnded.load(), 4) << maxThreads;
+    EXPECT_EQ(detail::joinDetachedThreads(), 0u) << maxThreads;
+  }
+  EXPECT_FALSE(sink_.contains("Assertion failed"));
+}
+
+#ifndef _WIN32
+// A forked child has none of its parent's operation threads, so it has none
+// to join on its way out (joining one would wait for ever).
+TEST_F(AsyncOpManagerTest, ForkedChildHasNoOperationThreadToJoin) {
+  AsyncOpManager manager(queue_, 0);
+  test::Gate release;
+  manager.startOp(makeFunctor([&] {
+    manager.reportResult(makeFunctor([] {}));
+    release.waitFor(10000);  // still running when the parent forks
+  }));
+  ASSERT_TRUE(queue_.waitForQueued(1));
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) ::_exit(detail::joinDetachedThreads() == 0 ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  release.open();
+  queue_.runAll();
+  manager.terminate();
+  EXPECT_GE(detail::joinDetachedThreads(), 1u);
+}
+#endif
 
 TEST_F(AsyncOpManagerTest, MisuseIsReportedAndHandled) {
   std::atomic<int> delivered{0};

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "actions/ThreadChecker.h"
+#include "actions/ThreadDetach.h"
 #include "qimmisc/ThreadUtils.h"
 #include "qimmisc/Trace.h"
 
@@ -108,7 +109,7 @@ bool AsyncOpManager::reportResult(const Functor& result) {
     QIM_ASSERT(it!=threads_.end());
     if (it != threads_.end()) {
       it->reported->store(true);
-      threads_.erase(it);
+      releaseLocked(it);
     }
     if (terminating_) {
       if (idleLocked()) cond_.broadcast();
@@ -169,12 +170,19 @@ void AsyncOpManager::startLocked(const Functor& op) {
       QIM_ERROR("operation returned without reporting a result; it keeps its slot");
     }
   });
-  // Detached: a thread may still be posting its result when terminate
-  // returns, so nobody could join it without risking the deadlock above.
   // Registered before the mutex is released, so the operation cannot report
   // before it is known.
-  const unsigned long tid = createThread(body, "AOM-" + std::to_string(number), nullptr, 0);
-  threads_.push_back(RunningOp{tid, std::move(reported)});
+  void* handle = nullptr;
+  const unsigned long tid = createThread(body, "AOM-" + std::to_string(number), &handle, 0);
+  threads_.push_back(RunningOp{tid, std::move(reported), handle});
+}
+
+void AsyncOpManager::releaseLocked(std::list<RunningOp>::iterator it) {
+  // Not joined here: a thread may still be posting its result when terminate
+  // returns, so joining it could deadlock (see Posting in the header). The
+  // library joins it once it has ended, at the latest when the process exits.
+  detail::detachThread(it->handle);
+  threads_.erase(it);
 }
 
 void AsyncOpManager::startPendingLocked() {
@@ -247,7 +255,7 @@ void AsyncOpManager::abandon(unsigned long tid) {
   ACE_Guard<ACE_Thread_Mutex> lock(mutex_);
   auto it = findThread(threads_, tid);
   if (it == threads_.end()) return;
-  threads_.erase(it);
+  releaseLocked(it);
   if (terminating_) {
     if (idleLocked()) cond_.broadcast();
     return;

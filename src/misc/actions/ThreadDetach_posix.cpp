@@ -8,10 +8,21 @@
 
 namespace QIM::detail {
 
-void detachThread(void* handle) {
-  const auto thread = static_cast<pthread_t>(reinterpret_cast<std::uintptr_t>(handle));
-  if (const int rc = ::pthread_detach(thread); rc != 0) {
-    QIM_ERROR("pthread_detach failed, error=" << rc);
+namespace {
+
+pthread_t threadOf(void* handle) {
+  return static_cast<pthread_t>(reinterpret_cast<std::uintptr_t>(handle));
+}
+
+}  // namespace
+
+bool tryJoinThread(void* handle) { return ::pthread_tryjoin_np(threadOf(handle), nullptr) == 0; }
+
+void forgetThread(void* handle) { ::pthread_detach(threadOf(handle)); }
+
+void watchForks(void (*prepare)(), void (*parent)(), void (*child)()) {
+  if (const int rc = ::pthread_atfork(prepare, parent, child); rc != 0) {
+    QIM_ERROR("pthread_atfork failed, error=" << rc);
   }
 }
 
